@@ -1,0 +1,104 @@
+// The port table, opening the port, and the checked request/response exchange.
+#include "QEL.h"
+
+#include <cstring>
+#include <libudev.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "CRC.h"
+
+int QEL::SearchDevicePort() {
+    struct udev* udev = udev_new();
+    if (!udev) return 0;
+    struct udev_enumerate* enumerate = udev_enumerate_new(udev);
+    udev_enumerate_add_match_subsystem(enumerate, "tty");
+    udev_enumerate_add_match_property(enumerate, "ID_VENDOR_ID", "0483");
+    udev_enumerate_add_match_property(enumerate, "ID_MODEL_ID", "5740");
+    udev_enumerate_scan_devices(enumerate);
+
+    // libudev ORs several property matches of one enumeration, so each entry is checked for
+    // both identifiers and the model again. The table has ten slots: the search stops counting
+    // there, since the interface addresses devices by table index.
+    int count = 0;
+    struct udev_list_entry* entry;
+    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumerate)) {
+        if (count >= 10) break;
+        struct udev_device* dev =
+            udev_device_new_from_syspath(udev, udev_list_entry_get_name(entry));
+        if (!dev) continue;
+        const char* vendor = udev_device_get_property_value(dev, "ID_VENDOR_ID");
+        const char* product = udev_device_get_property_value(dev, "ID_MODEL_ID");
+        const char* model = udev_device_get_property_value(dev, "ID_MODEL");
+        const char* node = udev_device_get_devnode(dev);
+        if (vendor && product && model && node && std::strcmp(vendor, "0483") == 0 &&
+            std::strcmp(product, "5740") == 0 && std::strcmp(model, "WPXComPort") == 0) {
+            m_DevComPort[count] = node;
+            ++count;
+        }
+        udev_device_unref(dev);
+    }
+    udev_enumerate_unref(enumerate);
+    udev_unref(udev);
+    return count;
+}
+
+int QEL::GetDeviceCount() {
+    m_DeviceCount = SearchDevicePort();
+    return m_DeviceCount;
+}
+
+int QEL::OpenComm(const char* path) {
+    if (myDevice.UART_Open(path) && myDevice.UART_Init(5000000, 0, 8, 1, 'N')) return 1;
+    myDevice.UART_Close();
+    return 0;
+}
+
+// m_hDevice holds the success value of the open (1, which as a descriptor is standard output),
+// not the port's descriptor: close the port that this object owns and nothing else.
+int QEL::CloseCom() {
+    myDevice.UART_Close();
+    return 1;
+}
+
+int QEL::USB_DataTransmit(unsigned char* request, unsigned int requestLength,
+                          unsigned char* response, unsigned int responseLength) {
+    pthread_mutex_lock(&hMutex);
+    if (myDevice.UART_Send(request, static_cast<int>(requestLength)) !=
+        static_cast<int>(requestLength)) {
+        pthread_mutex_unlock(&hMutex);
+        ErrorCatch(18);
+        return 0;
+    }
+    if (myDevice.UART_Recv(response, static_cast<int>(responseLength)) !=
+        static_cast<int>(responseLength)) {
+        pthread_mutex_unlock(&hMutex);
+        ErrorCatch(19);
+        return 0;
+    }
+    pthread_mutex_unlock(&hMutex);
+    if (crcCompute(response, responseLength) != 0) {
+        ErrorCatch(20);
+        return 0;
+    }
+    return 1;
+}
+
+// Older direct forms of send and receive on the number held in m_hDevice; the library's own
+// traffic all goes through USB_DataTransmit.
+int QEL::SendData(unsigned char* buffer, unsigned int length) {
+    if (m_hDevice < 1) return 0;
+    int written = 0;
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        written = static_cast<int>(write(m_hDevice, buffer, length));
+        if (written == static_cast<int>(length)) return written;
+        tcflush(m_hDevice, TCOFLUSH);
+        usleep(2000);
+    }
+    return written;
+}
+
+int QEL::ReceiveData(unsigned char* buffer, unsigned int length) {
+    if (m_hDevice < 1) return 0;
+    return static_cast<int>(read(m_hDevice, buffer, length));
+}

@@ -1,0 +1,176 @@
+#include "uartconnector.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+namespace hal {
+
+unsigned int UartDevices::settleMicroseconds = 400000;
+
+UartDevices::~UartDevices() { UART_Close(); }
+
+int UartDevices::UART_Open(const char* path) {
+    // Reopening without a close must not leak the descriptor held so far.
+    UART_Close();
+    m_iHandle = open(path, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (m_iHandle == -1) return 0;
+    if (settleMicroseconds) usleep(settleMicroseconds);
+    ResetCache();
+    return 1;
+}
+
+void UartDevices::UART_Close() {
+    if (m_iHandle >= 0) close(m_iHandle);
+    m_iHandle = -1;
+}
+
+int UartDevices::UART_Init(int speed, int flowCtrl, int dataBits, int stopBits, char parity) {
+    // A line setting the port refuses does not fail the open: on a USB virtual port the
+    // settings hardly matter, and UART_Set reports 0 rather than -1 for a refusal.
+    return UART_Set(speed, flowCtrl, dataBits, stopBits, parity) == -1 ? 0 : 1;
+}
+
+int UartDevices::UART_Set(int speed, int flowCtrl, int dataBits, int stopBits, int parity) {
+    int result = 1;
+    struct termios options;
+    if (tcgetattr(m_iHandle, &options) != 0) result = 0;
+
+    // The speed goes to termios as a plain number; a virtual port ignores it anyway.
+    cfsetispeed(&options, static_cast<speed_t>(speed));
+    cfsetospeed(&options, static_cast<speed_t>(speed));
+
+    options.c_cflag |= CLOCAL | CREAD;
+
+    switch (flowCtrl) {
+    case 0:
+        options.c_cflag &= ~CRTSCTS;
+        break;
+    case 1:
+        options.c_cflag |= CRTSCTS;
+        break;
+    case 2:
+        options.c_cflag |= 0x1C00;
+        break;
+    default:
+        break;
+    }
+
+    options.c_cflag &= ~CSIZE;
+    switch (dataBits) {
+    case 5:
+        options.c_cflag |= CS5;
+        break;
+    case 6:
+        options.c_cflag |= CS6;
+        break;
+    case 7:
+        options.c_cflag |= CS7;
+        break;
+    case 8:
+        options.c_cflag |= CS8;
+        break;
+    default:
+        result = 0;
+        break;
+    }
+
+    switch (parity) {
+    case 'E':
+    case 'e':
+        options.c_cflag |= PARENB;
+        options.c_cflag &= ~PARODD;
+        options.c_iflag |= INPCK;
+        break;
+    case 'N':
+    case 'n':
+        options.c_cflag &= ~PARENB;
+        options.c_iflag &= ~INPCK;
+        options.c_iflag &= ~(ICRNL | IXON);
+        break;
+    case 'O':
+    case 'o':
+        options.c_cflag |= PARENB | PARODD;
+        options.c_iflag |= INPCK;
+        break;
+    case 'S':
+    case 's':
+        options.c_cflag &= ~PARENB;
+        options.c_cflag &= ~CSTOPB;
+        break;
+    default:
+        result = 0;
+        break;
+    }
+
+    switch (stopBits) {
+    case 1:
+        options.c_cflag &= ~CSTOPB;
+        break;
+    case 2:
+        options.c_cflag |= CSTOPB;
+        break;
+    default:
+        result = 0;
+        break;
+    }
+
+    options.c_oflag &= ~OPOST;
+    options.c_lflag &= ~(ICANON | ECHO | ECHOE | ISIG);
+    options.c_cc[VTIME] = 1;
+    options.c_cc[VMIN] = 1;
+
+    tcflush(m_iHandle, TCIOFLUSH);
+    if (tcsetattr(m_iHandle, TCSANOW, &options) != 0) result = 0;
+    return result;
+}
+
+int UartDevices::UART_Send(unsigned char* buf, int len) {
+    if (m_iHandle < 1) return 0;
+    int written = 0;
+    for (int attempt = 0; attempt < 10; ++attempt) {
+        written = static_cast<int>(write(m_iHandle, buf, static_cast<size_t>(len)));
+        if (written == len) return written;
+        tcflush(m_iHandle, TCOFLUSH);
+        usleep(2000);
+    }
+    return written;
+}
+
+// Waits until the descriptor has bytes to read. Returns false on a time-out, and true on an
+// error or hang-up as well, so that the read that follows reports it.
+static bool waitReadable(int fd, int timeoutMs) {
+    struct pollfd p = {fd, POLLIN, 0};
+    for (;;) {
+        int n = poll(&p, 1, timeoutMs);
+        if (n > 0) return true;
+        if (n == 0) return false;
+        if (errno != EINTR) return true;
+    }
+}
+
+int UartDevices::UART_Recv(unsigned char* buf, int len) {
+    if (m_iHandle < 1) return 0;
+    // A full-speed USB device delivers a reply longer than 64 bytes as two packets, so a
+    // single read may return part of it: gather until the whole reply is in or the line has
+    // been quiet for the inter-byte time. Never wait for ever for the first byte.
+    int got = 0;
+    int timeoutMs = kFirstByteTimeoutMs;
+    while (got < len) {
+        if (!waitReadable(m_iHandle, timeoutMs)) break;
+        ssize_t n = read(m_iHandle, buf + got, static_cast<size_t>(len - got));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return got > 0 ? got : static_cast<int>(n);
+        got += static_cast<int>(n);
+        timeoutMs = kInterByteTimeoutMs;
+    }
+    return got;
+}
+
+void UartDevices::ResetCache() { tcflush(m_iHandle, TCIOFLUSH); }
+
+int UartDevices::GetUartHandle() { return m_iHandle; }
+
+} // namespace hal

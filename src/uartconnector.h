@@ -1,0 +1,42 @@
+// The serial line to the device: a USB virtual serial port driven through termios.
+#ifndef QEL_UARTCONNECTOR_H
+#define QEL_UARTCONNECTOR_H
+
+#include "qelDefines.h"
+
+namespace hal {
+
+class QEL_API UartDevices {
+public:
+    // How long a read waits for the first byte of a reply before giving up with a short
+    // count. A device that has died must not hang the caller; a live one answers within
+    // a few hundred microseconds.
+    static const int kFirstByteTimeoutMs = 1000;
+    // How long the line may stay quiet after a byte before a reply counts as complete: the
+    // 0.1 s inter-byte time of the line settings.
+    static const int kInterByteTimeoutMs = 100;
+
+    // The device needs this long after its port is opened before it answers reliably.
+    // Test programs that talk to an emulated device may set it to 0.
+    static unsigned int settleMicroseconds;
+
+    int m_iHandle = -1;
+
+    UartDevices() = default;
+    UartDevices(const UartDevices&) = delete;
+    UartDevices& operator=(const UartDevices&) = delete;
+    virtual ~UartDevices();
+
+    int UART_Open(const char* path);
+    void UART_Close();
+    int UART_Init(int speed, int flowCtrl, int dataBits, int stopBits, char parity);
+    int UART_Set(int speed, int flowCtrl, int dataBits, int stopBits, int parity);
+    int UART_Send(unsigned char* buf, int len);
+    int UART_Recv(unsigned char* buf, int len);
+    void ResetCache();
+    int GetUartHandle();
+};
+
+} // namespace hal
+
+#endif

@@ -1,0 +1,116 @@
+// The checked request/response exchange against scripted replies on an emulated port.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+
+#include "QEL.h"
+#include "scripted_peer.h"
+#include "testbed.h"
+
+namespace {
+
+using qeltest::Bytes;
+using qeltest::frame;
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+class Exchange : public ::testing::Test {
+protected:
+    void SetUp() override {
+        hal::UartDevices::settleMicroseconds = 0;
+        bed.addPort();
+        peer.reset(new qeltest::ScriptedPeer(bed.masterFd(0)));
+        ASSERT_EQ(QEL::GetDeviceCount(), 1);
+        ASSERT_EQ(device.Open(), 1);
+    }
+    void TearDown() override {
+        device.Close();
+        peer.reset();
+    }
+
+    // One exchange of a 4-byte request for a reply of `replyLength` bytes.
+    int transmit(unsigned int replyLength) {
+        request = frame({0xBE, 0xA3});
+        response.assign(replyLength, 0);
+        return device.USB_DataTransmit(request.data(), 4, response.data(), replyLength);
+    }
+
+    qelemu::Testbed bed;
+    std::unique_ptr<qeltest::ScriptedPeer> peer;
+    QEL device;
+    Bytes request, response;
+};
+
+TEST_F(Exchange, WholeReplyIsAcceptedAndRequestArrivesAsSent) {
+    Bytes reply = frame({0xBE, 0xA3, 0x22});
+    peer->reply(reply);
+    ASSERT_EQ(transmit(5), 1);
+    EXPECT_EQ(response, reply);
+    EXPECT_EQ(device.m_ErrCode, 0);
+    ASSERT_EQ(peer->requests().size(), 1u);
+    EXPECT_EQ(peer->requests()[0], request);
+}
+
+TEST_F(Exchange, ReplySplitLikeAFullSpeedUsbPacketIsGathered) {
+    Bytes body(65, 0);
+    body[0] = 0xBE;
+    body[1] = 0xB0;
+    for (size_t i = 2; i < body.size(); ++i) body[i] = static_cast<uint8_t>(i * 7);
+    Bytes reply = frame(body);
+    peer->reply(reply, 64, 5);
+    ASSERT_EQ(transmit(67), 1);
+    EXPECT_EQ(response, reply);
+}
+
+TEST_F(Exchange, ShortReplyIsAReceiveFailure) {
+    Bytes reply = frame({0xBE, 0xA3, 0x22});
+    reply.pop_back();
+    peer->reply(reply);
+    auto start = Clock::now();
+    EXPECT_EQ(transmit(5), 0);
+    EXPECT_LT(secondsSince(start), 1.0) << "a short reply ends after the inter-byte time";
+    EXPECT_EQ(device.m_ErrCode, 19);
+    EXPECT_STREQ(device.m_ErrString, "Data Recieve Failed");
+}
+
+TEST_F(Exchange, CorruptChecksumIsReported) {
+    Bytes reply = frame({0xBE, 0xA3, 0x22});
+    reply.back() ^= 0x01;
+    peer->reply(reply);
+    EXPECT_EQ(transmit(5), 0);
+    EXPECT_EQ(device.m_ErrCode, 20);
+    EXPECT_STREQ(device.m_ErrString, "CRC Not Passed");
+}
+
+TEST_F(Exchange, SilentDeviceFailsWithinTheBoundInsteadOfHanging) {
+    peer->silence();
+    auto start = Clock::now();
+    EXPECT_EQ(transmit(5), 0);
+    double elapsed = secondsSince(start);
+    EXPECT_GE(elapsed, hal::UartDevices::kFirstByteTimeoutMs / 1000.0 - 0.05);
+    EXPECT_LT(elapsed, hal::UartDevices::kFirstByteTimeoutMs / 1000.0 + 1.0);
+    EXPECT_EQ(device.m_ErrCode, 19);
+}
+
+TEST_F(Exchange, NextExchangeAfterAFailureStartsCleanOnTheLine) {
+    peer->silence();
+    EXPECT_EQ(transmit(5), 0);
+    device.ClearError();
+    Bytes reply = frame({0xBE, 0xA3, 0x25});
+    peer->reply(reply);
+    ASSERT_EQ(transmit(5), 1);
+    EXPECT_EQ(response, reply);
+}
+
+TEST_F(Exchange, ClosedPortIsASendFailure) {
+    device.myDevice.UART_Close();
+    EXPECT_EQ(transmit(5), 0);
+    EXPECT_EQ(device.m_ErrCode, 18);
+    EXPECT_STREQ(device.m_ErrString, "Data Send Failed");
+}
+
+} // namespace
