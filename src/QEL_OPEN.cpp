@@ -1,10 +1,10 @@
-// The exported interface's globals: the table of open devices, the current device and
-// expert mode. One application thread is expected to call the interface.
+// The exported interface: the table of open devices, the current device, expert mode, the
+// last-error record, and the functions that find, open, describe and close devices.
 #include "QEL_OPEN.h"
 
 #include "QEL.h"
+#include "QEL_OPEN_prologue.h"
 
-// The last-error record shared by all devices.
 struct ErrInfo {
     uint16_t errCode;
     uint8_t errNode;
@@ -16,3 +16,255 @@ int defaultID = 1;
 int m_DeviceCount = 0;
 bool flagExpertMode = false;
 ErrInfo errInfoData = {0, 0, nullptr};
+
+// ---- The common prologue ----
+
+Target prologue(char ID, unsigned checks, int expertNode) {
+    int id = ID == -1 ? defaultID : ID;
+    if (id < 1 || id > m_DeviceCount) {
+        qelErrorCatch(3, 1);
+        return Target();
+    }
+    QEL* device = MyQEL[id - 1];
+    if ((checks & kOpen) && !device) {
+        qelErrorCatch(2, static_cast<unsigned char>(id));
+        return Target();
+    }
+    if ((checks & kExpert) && !flagExpertMode) {
+        qelErrorCatch(4, static_cast<unsigned char>(expertNode ? expertNode : id));
+        return Target();
+    }
+    return Target{device, id};
+}
+
+int deviceFailed(const Target& target) {
+    qelErrorCatch(5, static_cast<unsigned char>(target.id));
+    return 0;
+}
+
+// ---- Errors ----
+
+void qelErrorCatch(unsigned short errCode, unsigned char errNode) {
+    static const char* const texts[] = {"No Error", "No Device Connected to the System",
+                                        "Device Not Open", "Invalid Input Parameter",
+                                        "Expert Mode Not Set"};
+    errInfoData.errCode = errCode;
+    errInfoData.errNode = errNode;
+    if (errCode <= 4) {
+        errInfoData.errString = texts[errCode];
+    } else if (errCode == 5) {
+        // The device's own record replaces the interface's. A node with no device object
+        // behind it has no record to copy: keep code 5 with the interface's text.
+        QEL* device = (errNode >= 1 && errNode <= QEL_MAX_DEVICES) ? MyQEL[errNode - 1] : nullptr;
+        if (device) {
+            errInfoData.errCode = device->m_ErrCode;
+            errInfoData.errString = device->m_ErrString;
+        } else {
+            errInfoData.errString = "Device Error";
+        }
+    }
+}
+
+int qelErrorGetLast(unsigned int* errCode, unsigned int* errNode) {
+    *errCode = errInfoData.errCode;
+    *errNode = errInfoData.errNode;
+    return 1;
+}
+
+const char* qelErrorGetLastStr() { return errInfoData.errString; }
+
+const char* qelErrorGetStr(int error) {
+    static const char* const texts[] = {"No Error",
+                                        "No Device Connected to the System",
+                                        "Device Not Open",
+                                        "Invalid Input Parameter",
+                                        "Expert Mode Not Set",
+                                        "Device Error"};
+    // An unknown code answers with the text of the previous call.
+    static const char* last = texts[0];
+    if (static_cast<unsigned int>(error) <= 5) last = texts[error];
+    return last;
+}
+
+void qelClearError() {
+    errInfoData.errCode = 0;
+    errInfoData.errNode = 0;
+    errInfoData.errString = "";
+}
+
+// ---- Counting and selecting ----
+
+int qelGetDeviceCount() { return QEL::GetDeviceCount(); }
+
+// Probes every attached device by opening and closing it. The device objects stay in the
+// table afterwards, where the interface takes them for open devices.
+int qelGetAvailableCount() {
+    int n = qelGetDeviceCount();
+    int available = 0;
+    for (int i = 0; i < n; ++i) {
+        if (!MyQEL[i]) MyQEL[i] = new QEL();
+        if (MyQEL[i]->Open()) ++available;
+        MyQEL[i]->Close();
+    }
+    return available;
+}
+
+int qelSetDevice(char ID) {
+    m_DeviceCount = qelGetDeviceCount();
+    if (ID >= 1 && ID <= m_DeviceCount) {
+        defaultID = ID;
+        return 1;
+    }
+    qelErrorCatch(3, 1);
+    return 0;
+}
+
+int qelGetDeviceID() { return defaultID; }
+
+// ---- Opening and closing ----
+
+// Creates the device object of slot `id` and opens it; on failure the device's error is
+// recorded and the slot emptied again.
+static bool openSlot(int id, bool firstPort) {
+    QEL* device = new QEL();
+    MyQEL[id - 1] = device;
+    if (firstPort ? device->Open() : device->Open(id)) return true;
+    qelErrorCatch(5, static_cast<unsigned char>(id));
+    delete device;
+    MyQEL[id - 1] = nullptr;
+    return false;
+}
+
+int qelOpen() {
+    m_DeviceCount = qelGetDeviceCount();
+    if (m_DeviceCount == 0) {
+        qelErrorCatch(1, 1);
+        return 0;
+    }
+    if (!MyQEL[0] && !openSlot(1, true)) return 0;
+    return 1;
+}
+
+int qelOpenID(char ID) {
+    m_DeviceCount = qelGetDeviceCount();
+    if (m_DeviceCount == 0) {
+        qelErrorCatch(1, 1);
+        return 0;
+    }
+    if (ID < 1 || ID > m_DeviceCount) {
+        qelErrorCatch(3, 1);
+        return 0;
+    }
+    if (MyQEL[ID - 1]) return ID;
+    return openSlot(ID, false) ? ID : 0;
+}
+
+int qelOpenSerial(unsigned int serial) {
+    m_DeviceCount = qelGetDeviceCount();
+    if (m_DeviceCount == 0) {
+        qelErrorCatch(1, 1);
+        return 0;
+    }
+    // Learn every device's serial number, closing each device after the look, then open all
+    // the devices that carry the one asked for.
+    unsigned int serials[QEL_MAX_DEVICES] = {};
+    for (int i = 0; i < m_DeviceCount; ++i) {
+        int r = qelOpenID(static_cast<char>(i + 1));
+        if (r == i + 1) {
+            qelGetSerialNumber(&serials[i], static_cast<char>(r));
+            qelClose(static_cast<char>(r));
+        }
+    }
+    bool found = false;
+    int r = 0;
+    for (int i = 0; i < m_DeviceCount; ++i) {
+        if (serials[i] == serial) {
+            found = true;
+            r = qelOpenID(static_cast<char>(i + 1));
+        }
+    }
+    if (found) return r;
+    qelErrorCatch(3, 1);
+    return 0;
+}
+
+int qelOpenType(int) { return 0; }
+
+int qelClose(char ID) {
+    Target target = prologue(ID, kInRange);
+    if (!target) return 0;
+    if (!target.device) return 1;
+    if (!target.device->Close()) return deviceFailed(target);
+    delete target.device;
+    MyQEL[target.id - 1] = nullptr;
+    return 1;
+}
+
+int qelInit(char ID) {
+    return callDevice(ID, kOpen, [](QEL& d) { return d.Initialize(); });
+}
+
+void qelEnableSimulator(bool) {}
+
+// ---- Identity and capabilities ----
+
+int qelGetSerialNumber(unsigned int* sn, char ID) {
+    Target target = prologue(ID);
+    if (!target) return 0;
+    // A serial number of 0 means it could not be read; that is not recorded as an error.
+    unsigned int serial = target.device->GetSerialNumber();
+    if (!serial) return 0;
+    *sn = serial;
+    return 1;
+}
+
+int qelGetOperationMode(QELuchar* a_mode, char ID) {
+    return callDevice(ID, kOpen, [a_mode](QEL& d) { return d.GetMode(a_mode); });
+}
+
+int qelEnableForce(QELuchar val, char ID) {
+    return callDevice(ID, kOpen, [val](QEL& d) { return d.SetFrcEnabled(val == 1); });
+}
+
+int qelGetSystemType(char ID) { return prologue(ID) ? 62 : 0; }
+
+const char* qelGetSystemName(char ID) {
+    prologue(ID);
+    return nullptr;
+}
+
+bool qelIsLeftHanded(char ID) {
+    prologue(ID);
+    return false;
+}
+
+bool qelHasBase(char ID) { return static_cast<bool>(prologue(ID)); }
+bool qelHasWrist(char ID) { return static_cast<bool>(prologue(ID)); }
+bool qelHasActiveWrist(char ID) { return static_cast<bool>(prologue(ID)); }
+bool qelHasGripper(char ID) { return static_cast<bool>(prologue(ID)); }
+bool qelHasActiveGripper(char ID) { return static_cast<bool>(prologue(ID)); }
+
+int qelStop(char ID) { return prologue(ID) ? 1 : 0; }
+int qelGetComMode(char ID) { return prologue(ID) ? 1 : 0; }
+int qelEnableGripperForce(QELuchar, char ID) { return prologue(ID) ? 1 : 0; }
+int qelGetVersion(double*, char ID) { return prologue(ID) ? 1 : 0; }
+int qelGetStatus(int*, char ID) { return prologue(ID) ? 1 : 0; }
+int qelReset(char ID) { return prologue(ID) ? 1 : 0; }
+int qelResetWrist(char ID) { return prologue(ID) ? 1 : 0; }
+int qelWaitForReset(int, char ID) { return prologue(ID) ? 1 : 0; }
+
+void qelGetSDKVersion(int*, int*, int*, int*) {
+    if (!MyQEL[0]) qelErrorCatch(2, 0);
+}
+
+// ---- Expert mode ----
+
+int qelEnableExpertMode() {
+    flagExpertMode = true;
+    return 1;
+}
+
+int qelDisableExpertMode() {
+    flagExpertMode = false;
+    return 1;
+}

@@ -8,8 +8,13 @@ int QEL::SetBaseAngleX(double) { return 0; }
 int QEL::SetBaseAngleY(double) { return 0; }
 int QEL::SetBaseAngleZ(double) { return 0; }
 int QEL::GetVersion(int*, int*, int*, int*) { return 0; }
-unsigned int QEL::GetSerialNumber() { return 0; }
-int QEL::SetSerialNumber(unsigned int) { return 0; }
+// The serial number lives in parameter 136; 0 stands for "could not be read".
+unsigned int QEL::GetSerialNumber() {
+    unsigned int serial = 0;
+    if (!m_fOpen || !GetParam(136, &serial)) return 0;
+    return serial;
+}
+int QEL::SetSerialNumber(unsigned int serial) { return m_fOpen ? SetParam(136, serial) : 0; }
 int QEL::GetSystemType(bool) { return 0; }
 int QEL::GetSystemRev() { return 0; }
 const char* QEL::GetSystemName() { return nullptr; }

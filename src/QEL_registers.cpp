@@ -1,15 +1,96 @@
 // Device registers and parameters, operation modes and calibration.
 #include "QEL.h"
+#include "QEL_frame.h"
+
+using namespace qelframe;
+
+int QEL::WriteRegister(unsigned short reg, short value) {
+    uint8_t request[8], reply[8];
+    begin(request, 0xAD);
+    putBE16(request + 2, reg);
+    putBE16(request + 4, static_cast<uint16_t>(value));
+    seal(request, 6);
+    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
+    // The device echoes the value it stored; anything else means the write did not land.
+    if (!echoes(reply, 0xAD) || getBE16(reply + 4) != static_cast<uint16_t>(value)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    return 1;
+}
+
+int QEL::ReadRegister(unsigned short reg, short* value) {
+    uint8_t request[6], reply[8];
+    begin(request, 0xAC);
+    putBE16(request + 2, reg);
+    seal(request, 4);
+    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
+    if (!echoes(reply, 0xAC)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    *value = static_cast<short>(getBE16(reply + 4));
+    return 1;
+}
+
+// The parameter operations run before initialisation (Initialize reads the model with them),
+// so they only need an open port, and refuse a closed one without an error of their own.
+int QEL::SaveData() { return m_fOpen ? WriteRegister(199, 170) : 0; }
+
+int QEL::SetParam(unsigned short n, short value) { return m_fOpen ? WriteRegister(n, value) : 0; }
+
+int QEL::SetParam(unsigned short n, unsigned int value) {
+    if (!m_fOpen) return 0;
+    return WriteRegister(n, static_cast<short>(value & 0xFFFF)) &&
+           WriteRegister(static_cast<unsigned short>(n + 1), static_cast<short>(value >> 16));
+}
+
+int QEL::GetParam(unsigned short n, short* value) { return m_fOpen ? ReadRegister(n, value) : 0; }
+
+int QEL::GetParam(unsigned short n, unsigned int* value) {
+    if (!m_fOpen) return 0;
+    short low, high;
+    if (!ReadRegister(n, &low) || !ReadRegister(static_cast<unsigned short>(n + 1), &high))
+        return 0;
+    *value = static_cast<unsigned int>(static_cast<uint16_t>(high)) * 65536u +
+             static_cast<uint16_t>(low);
+    return 1;
+}
+
+int QEL::SetMode(unsigned char mode) {
+    if (!CheckReady()) return 0;
+    uint8_t request[5], reply[5];
+    begin(request, 0xA2);
+    request[2] = mode;
+    seal(request, 3);
+    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
+    // A refused mode is reported as invalid data, not as a mode error.
+    if (!acknowledges(reply, 0xA2)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    m_OperationMode = mode;
+    return 1;
+}
+
+// Works before initialisation and while an error is pending.
+int QEL::GetMode(unsigned char* mode) {
+    if (!m_fOpen) {
+        ErrorCatch(1);
+        return 0;
+    }
+    uint8_t request[4], reply[5];
+    begin(request, 0xA3);
+    seal(request, 2);
+    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
+    if (!acknowledges(reply, 0xA3)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    *mode = reply[2];
+    return 1;
+}
 
 int QEL::SaveCalibration(unsigned int*, unsigned int*, unsigned char) { return 0; }
 int QEL::GetCalibration() { return 0; }
 int QEL::AutoCalibrate() { return 0; }
-int QEL::SetMode(unsigned char) { return 0; }
-int QEL::GetMode(unsigned char*) { return 0; }
-int QEL::WriteRegister(unsigned short, short) { return 0; }
-int QEL::ReadRegister(unsigned short, short*) { return 0; }
-int QEL::SaveData() { return 0; }
-int QEL::SetParam(unsigned short, short) { return 0; }
-int QEL::SetParam(unsigned short, unsigned int) { return 0; }
-int QEL::GetParam(unsigned short, short*) { return 0; }
-int QEL::GetParam(unsigned short, unsigned int*) { return 0; }
