@@ -81,6 +81,16 @@ QEL_API void qelGetSDKVersion(int* major, int* minor, int* release, int* revisio
 QEL_API int qelEnableExpertMode();
 QEL_API int qelDisableExpertMode();
 
+// ---- Device parameters (expert) ----
+// Parameters 1 to 8 are translated to the device's register numbers; other numbers address
+// registers directly. 32-bit values occupy two registers, low half first.
+QEL_API int qelSetParaInt(unsigned short param, unsigned int value, char ID);
+QEL_API int qelGetParaInt(unsigned short param, unsigned int* value, char ID);
+QEL_API int qelSetParaShort(unsigned short param, short value, char ID);
+QEL_API int qelGetParaShort(unsigned short param, short* value, char ID);
+// Commits the device's registers to its non-volatile memory.
+QEL_API int qelSaveConfiguration(char ID);
+
 } // extern "C"
 
 #endif

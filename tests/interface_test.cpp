@@ -1,1 +1,183 @@
+// The exported connection functions and the last-error record, through the interface an
+// application uses, against emulated ports.
 #include <gtest/gtest.h>
+
+#include <string>
+
+#include "QEL_OPEN.h"
+#include "testbed.h"
+#include "uartconnector.h"
+
+namespace {
+
+struct LastError {
+    unsigned int code = 0, node = 0;
+    std::string text;
+};
+
+LastError lastError() {
+    LastError e;
+    qelErrorGetLast(&e.code, &e.node);
+    const char* text = qelErrorGetLastStr();
+    e.text = text ? text : "(null)";
+    return e;
+}
+
+void expectLastError(unsigned int code, unsigned int node, const char* text) {
+    LastError e = lastError();
+    EXPECT_EQ(e.code, code);
+    EXPECT_EQ(e.node, node);
+    EXPECT_EQ(e.text, text);
+}
+
+class Interface : public ::testing::Test {
+protected:
+    void SetUp() override {
+        hal::UartDevices::settleMicroseconds = 0;
+        qelClearError();
+        qelDisableExpertMode();
+    }
+    void TearDown() override {
+        for (int id = 1; id <= 10; ++id) qelClose(static_cast<char>(id));
+    }
+    void addPorts(int n) {
+        for (int i = 0; i < n; ++i) bed.addPort();
+    }
+    qelemu::Testbed bed;
+};
+
+TEST_F(Interface, CountsZeroOneAndThreeDevices) {
+    EXPECT_EQ(qelGetDeviceCount(), 0);
+    EXPECT_EQ(qelOpen(), 0);
+    expectLastError(1, 1, "No Device Connected to the System");
+    EXPECT_EQ(qelOpenID(1), 0);
+    EXPECT_EQ(qelOpenSerial(5), 0);
+    expectLastError(1, 1, "No Device Connected to the System");
+
+    addPorts(1);
+    EXPECT_EQ(qelGetDeviceCount(), 1);
+    addPorts(2);
+    EXPECT_EQ(qelGetDeviceCount(), 3);
+}
+
+TEST_F(Interface, OpensSelectsAndClosesDevicesByIdentifier) {
+    addPorts(3);
+    // Nothing is counted yet: every identifier is out of range, and range errors name node 1.
+    EXPECT_FALSE(qelHasBase(2));
+    expectLastError(3, 1, "Invalid Input Parameter");
+
+    EXPECT_EQ(qelOpen(), 1);
+    EXPECT_EQ(qelGetDeviceID(), 1);
+    EXPECT_EQ(qelOpenID(3), 3);
+    EXPECT_EQ(qelOpenID(3), 3) << "an open device is returned as it is";
+    qelClearError();
+    EXPECT_EQ(qelOpenID(4), 0);
+    expectLastError(3, 1, "Invalid Input Parameter");
+    EXPECT_EQ(qelOpenID(-1), 0) << "the current device is not accepted here";
+
+    EXPECT_TRUE(qelHasBase(3));
+    EXPECT_TRUE(qelHasBase(-1));
+    EXPECT_FALSE(qelHasBase(2));
+    expectLastError(2, 2, "Device Not Open");
+    EXPECT_EQ(qelGetSystemType(3), 62);
+    EXPECT_EQ(qelGetSystemName(3), nullptr);
+    EXPECT_FALSE(qelIsLeftHanded(3));
+
+    qelClearError();
+    EXPECT_EQ(qelClose(2), 1) << "closing a closed device succeeds";
+    expectLastError(0, 0, "");
+    EXPECT_EQ(qelClose(3), 1);
+    EXPECT_EQ(qelStop(3), 0);
+    expectLastError(2, 3, "Device Not Open");
+
+    EXPECT_EQ(qelSetDevice(3), 1);
+    EXPECT_EQ(qelGetDeviceID(), 3);
+    EXPECT_EQ(qelReset(-1), 0) << "-1 now names the closed device 3";
+    expectLastError(2, 3, "Device Not Open");
+    EXPECT_EQ(qelSetDevice(-1), 0);
+    expectLastError(3, 1, "Invalid Input Parameter");
+    EXPECT_EQ(qelSetDevice(4), 0);
+    EXPECT_EQ(qelGetDeviceID(), 3);
+    EXPECT_EQ(qelClose(-1), 1);
+    EXPECT_EQ(qelClose(1), 1);
+}
+
+TEST_F(Interface, AvailableCountLeavesClosedDeviceObjectsInTheTable) {
+    addPorts(3);
+    EXPECT_EQ(qelGetAvailableCount(), 3);
+    // The slots now hold closed device objects, which the interface takes for open devices.
+    EXPECT_EQ(qelOpenID(2), 2);
+    EXPECT_EQ(qelOpen(), 1);
+    EXPECT_TRUE(qelHasBase(1));
+    EXPECT_TRUE(qelHasWrist(2));
+    // The device object itself knows better: its own error comes through as code 5.
+    QELuchar mode = 0;
+    EXPECT_EQ(qelGetOperationMode(&mode, 2), 0);
+    expectLastError(1, 2, "Device Not Open");
+}
+
+TEST_F(Interface, ExpertFunctionsNeedExpertMode) {
+    addPorts(1);
+    ASSERT_EQ(qelOpen(), 1);
+    short value = 0;
+    EXPECT_EQ(qelGetParaShort(2, &value, 1), 0);
+    expectLastError(4, 1, "Expert Mode Not Set");
+    EXPECT_EQ(qelEnableExpertMode(), 1);
+    qelClearError();
+    EXPECT_EQ(qelGetParaInt(2, nullptr, 2), 0) << "an empty slot is refused before the device";
+    expectLastError(3, 1, "Invalid Input Parameter");
+    EXPECT_EQ(qelDisableExpertMode(), 1);
+}
+
+TEST_F(Interface, ErrorFunctionsKeepTheirTextsExactly) {
+    const char* texts[] = {"No Error",
+                           "No Device Connected to the System",
+                           "Device Not Open",
+                           "Invalid Input Parameter",
+                           "Expert Mode Not Set",
+                           "Device Error"};
+    for (int code = 0; code <= 5; ++code) EXPECT_STREQ(qelErrorGetStr(code), texts[code]);
+    qelErrorGetStr(3);
+    EXPECT_STREQ(qelErrorGetStr(9), "Invalid Input Parameter") << "unknown codes repeat the last";
+    EXPECT_STREQ(qelErrorGetStr(-1), "Invalid Input Parameter");
+
+    for (int code = 0; code <= 4; ++code) {
+        qelErrorCatch(static_cast<unsigned short>(code), 7);
+        expectLastError(static_cast<unsigned>(code), 7, texts[code]);
+    }
+    qelErrorCatch(9, 4); // an unknown code keeps the previous text
+    expectLastError(9, 4, "Expert Mode Not Set");
+    // Code 5 for a node with no device object behind it has nothing to copy.
+    qelErrorCatch(5, 0);
+    expectLastError(5, 0, "Device Error");
+    qelErrorCatch(5, 3);
+    expectLastError(5, 3, "Device Error");
+
+    qelClearError();
+    EXPECT_STREQ(qelErrorGetLastStr(), "") << "cleared to the empty text, not \"No Error\"";
+    expectLastError(0, 0, "");
+
+    int major = -7, minor = -7, release = -7, revision = -7;
+    qelGetSDKVersion(&major, &minor, &release, &revision);
+    EXPECT_EQ(major + minor + release + revision, -28) << "the version is never written";
+    expectLastError(2, 0, "Device Not Open");
+}
+
+TEST_F(Interface, PrologueOnlyFunctionsSucceedOnAnOpenDevice) {
+    addPorts(1);
+    ASSERT_EQ(qelOpen(), 1);
+    double version = -1;
+    int status = -1;
+    EXPECT_EQ(qelGetVersion(&version, 1), 1);
+    EXPECT_EQ(qelGetStatus(&status, 1), 1);
+    EXPECT_EQ(version, -1);
+    EXPECT_EQ(status, -1);
+    EXPECT_EQ(qelGetComMode(1), 1);
+    EXPECT_EQ(qelEnableGripperForce(1, 1), 1);
+    EXPECT_EQ(qelResetWrist(1), 1);
+    EXPECT_EQ(qelWaitForReset(10, 1), 1);
+    EXPECT_TRUE(qelHasActiveWrist(1) && qelHasGripper(1) && qelHasActiveGripper(1));
+    EXPECT_EQ(qelOpenType(1), 0);
+}
+
+} // namespace
