@@ -1,1 +1,126 @@
+// Register, parameter and mode frames of the device object, byte for byte against scripted
+// replies.
 #include <gtest/gtest.h>
+
+#include "QEL.h"
+#include "scripted_peer.h"
+#include "testbed.h"
+
+namespace {
+
+using qeltest::Bytes;
+using qeltest::frame;
+
+class DeviceFrames : public ::testing::Test {
+protected:
+    void SetUp() override {
+        hal::UartDevices::settleMicroseconds = 0;
+        bed.addPort();
+        peer.reset(new qeltest::ScriptedPeer(bed.masterFd(0)));
+        ASSERT_EQ(QEL::GetDeviceCount(), 1);
+        ASSERT_EQ(device.Open(), 1);
+    }
+    void TearDown() override {
+        device.Close();
+        peer.reset();
+    }
+    qelemu::Testbed bed;
+    std::unique_ptr<qeltest::ScriptedPeer> peer;
+    QEL device;
+};
+
+TEST_F(DeviceFrames, ThirtyTwoBitParametersTravelAsTwoRegistersLowHalfFirst) {
+    peer->reply(frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}));
+    peer->reply(frame({0xBE, 0xAD, 0x00, 0x89, 0x12, 0x34}));
+    ASSERT_EQ(device.SetParam(136, 0x12345678u), 1);
+    auto sent = peer->requests();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0], frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}));
+    EXPECT_EQ(sent[1], frame({0xBE, 0xAD, 0x00, 0x89, 0x12, 0x34}));
+
+    // A low half of 0xFFFF is 65535, not -1.
+    peer->reply(frame({0xBE, 0xAC, 0x00, 0x00, 0xFF, 0xFF}));
+    peer->reply(frame({0xBE, 0xAC, 0x00, 0x00, 0x00, 0x02}));
+    unsigned int value = 0;
+    ASSERT_EQ(device.GetParam(128, &value), 1);
+    EXPECT_EQ(value, 0x2FFFFu);
+    sent = peer->requests();
+    EXPECT_EQ(sent[2], frame({0xBE, 0xAC, 0x00, 0x80}));
+    EXPECT_EQ(sent[3], frame({0xBE, 0xAC, 0x00, 0x81}));
+
+    peer->reply(frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0xAA}));
+    EXPECT_EQ(device.SaveData(), 1);
+    EXPECT_EQ(peer->requests()[4], frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0xAA}));
+}
+
+TEST_F(DeviceFrames, RegisterRepliesThatDoNotMatchAreInvalidData) {
+    // The device answered, but echoed another value than the one written.
+    peer->reply(frame({0xBE, 0xAD, 0x00, 0x82, 0x00, 0x65}));
+    EXPECT_EQ(device.WriteRegister(130, 100), 0);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    EXPECT_STREQ(device.m_ErrString, "Invalid Received Data!");
+
+    device.ClearError();
+    short value = 42;
+    peer->reply(frame({0xBF, 0xAC, 0x00, 0x00, 0x00, 0x07}));
+    EXPECT_EQ(device.ReadRegister(130, &value), 0);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    EXPECT_EQ(value, 42) << "the output is left alone";
+
+    // A failed first half stops a 32-bit read before its second register.
+    device.ClearError();
+    peer->reply(frame({0xBE, 0xAA, 0x00, 0x00, 0x00, 0x07}));
+    unsigned int wide = 9;
+    EXPECT_EQ(device.GetParam(100, &wide), 0);
+    EXPECT_EQ(wide, 9u);
+    EXPECT_EQ(peer->requests().size(), 3u);
+}
+
+TEST_F(DeviceFrames, ParameterCallsOnAClosedDeviceFailQuietly) {
+    device.Close();
+    short s = 0;
+    unsigned int u = 0;
+    EXPECT_EQ(device.SaveData(), 0);
+    EXPECT_EQ(device.SetParam(130, static_cast<short>(5)), 0);
+    EXPECT_EQ(device.SetParam(136, 5u), 0);
+    EXPECT_EQ(device.GetParam(130, &s), 0);
+    EXPECT_EQ(device.GetParam(136, &u), 0);
+    EXPECT_EQ(device.GetSerialNumber(), 0u);
+    EXPECT_EQ(device.SetSerialNumber(7), 0);
+    EXPECT_EQ(device.m_ErrCode, 0);
+    EXPECT_TRUE(peer->requests().empty());
+}
+
+TEST_F(DeviceFrames, ModesAreSetOnlyWhenAcknowledged) {
+    // Setting a mode needs an initialised device; reading it does not.
+    unsigned char mode = 0;
+    peer->reply(frame({0xBE, 0xA3, 0x22}));
+    ASSERT_EQ(device.GetMode(&mode), 1);
+    EXPECT_EQ(mode, 0x22);
+    EXPECT_EQ(peer->requests()[0], frame({0xBE, 0xA3}));
+    EXPECT_EQ(device.SetMode(0x25), 0);
+    EXPECT_EQ(device.m_ErrCode, 2);
+
+    device.ClearError();
+    device.m_fInit = true; // stands in for an initialised device
+    peer->reply(frame({0xBE, 0xA2, 0x01}));
+    ASSERT_EQ(device.SetMode(0x25), 1);
+    EXPECT_EQ(device.m_OperationMode, 0x25);
+    EXPECT_EQ(peer->requests()[1], frame({0xBE, 0xA2, 0x25}));
+
+    peer->reply(frame({0xBE, 0xA2, 0x00}));
+    EXPECT_EQ(device.SetMode(0x30), 0);
+    EXPECT_EQ(device.m_ErrCode, 257) << "a refusal is invalid data, not a mode error";
+    EXPECT_EQ(device.m_OperationMode, 0x25);
+
+    // While an error is pending nothing is sent; reading the mode still works.
+    EXPECT_EQ(device.SetMode(0x22), 0);
+    EXPECT_EQ(peer->requests().size(), 3u);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    peer->reply(frame({0xBE, 0xA3, 0x00}));
+    EXPECT_EQ(device.GetMode(&mode), 0) << "mode 0 is not an answer";
+    EXPECT_EQ(mode, 0x22);
+    device.m_fInit = false;
+}
+
+} // namespace
