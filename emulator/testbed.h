@@ -22,7 +22,9 @@ struct PortIdentity {
 
 class Testbed {
 public:
-    Testbed();
+    // warnIfNotPreloaded: print a warning when this process is not under the umockdev preload
+    // (useful for a test program; a launcher whose child is preloaded passes false).
+    explicit Testbed(bool warnIfNotPreloaded = true);
     ~Testbed();
     Testbed(const Testbed&) = delete;
     Testbed& operator=(const Testbed&) = delete;
