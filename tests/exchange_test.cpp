@@ -4,9 +4,7 @@
 #include <chrono>
 #include <cstring>
 
-#include "QEL.h"
-#include "scripted_peer.h"
-#include "testbed.h"
+#include "fixtures.h"
 
 namespace {
 
@@ -18,20 +16,8 @@ double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-class Exchange : public ::testing::Test {
+class Exchange : public qeltest::ScriptedDeviceTest {
 protected:
-    void SetUp() override {
-        hal::UartDevices::settleMicroseconds = 0;
-        bed.addPort();
-        peer.reset(new qeltest::ScriptedPeer(bed.masterFd(0)));
-        ASSERT_EQ(QEL::GetDeviceCount(), 1);
-        ASSERT_EQ(device.Open(), 1);
-    }
-    void TearDown() override {
-        device.Close();
-        peer.reset();
-    }
-
     // One exchange of a 4-byte request for a reply of `replyLength` bytes.
     int transmit(unsigned int replyLength) {
         request = frame({0xBE, 0xA3});
@@ -39,9 +25,6 @@ protected:
         return device.USB_DataTransmit(request.data(), 4, response.data(), replyLength);
     }
 
-    qelemu::Testbed bed;
-    std::unique_ptr<qeltest::ScriptedPeer> peer;
-    QEL device;
     Bytes request, response;
 };
 

@@ -9,19 +9,14 @@
 #include "QEL.h"
 #include "QEL_OPEN.h"
 #include "emulator.h"
+#include "fixtures.h"
 
 namespace {
 
 using qelemu::Fault;
 using qelemu::FaultKind;
 
-void expectLastError(unsigned int code, unsigned int node, const char* text) {
-    unsigned int c = 0, n = 0;
-    qelErrorGetLast(&c, &n);
-    EXPECT_EQ(c, code);
-    EXPECT_EQ(n, node);
-    EXPECT_STREQ(qelErrorGetLastStr(), text);
-}
+using qeltest::expectLastError;
 
 qelemu::EmulatorOptions devices(std::vector<uint32_t> serials, const std::string& stateFile = "") {
     qelemu::EmulatorOptions options;
@@ -35,17 +30,11 @@ qelemu::EmulatorOptions devices(std::vector<uint32_t> serials, const std::string
     return options;
 }
 
-class OnEmulator : public ::testing::Test {
+class OnEmulator : public qeltest::InterfaceTest {
 protected:
-    void SetUp() override {
-        hal::UartDevices::settleMicroseconds = 0;
-        qelClearError();
-        qelDisableExpertMode();
-    }
     // Devices are closed while the emulator still answers, then the emulator goes.
     void TearDown() override {
-        for (int id = 1; id <= 10; ++id) qelClose(static_cast<char>(id));
-        qelDisableExpertMode();
+        qeltest::InterfaceTest::TearDown();
         emulator.reset();
     }
     qelemu::Emulator& start(const qelemu::EmulatorOptions& options) {

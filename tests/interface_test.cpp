@@ -2,44 +2,15 @@
 // application uses, against emulated ports.
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "QEL_OPEN.h"
-#include "testbed.h"
-#include "uartconnector.h"
+#include "fixtures.h"
 
 namespace {
 
-struct LastError {
-    unsigned int code = 0, node = 0;
-    std::string text;
-};
+using qeltest::expectLastError;
 
-LastError lastError() {
-    LastError e;
-    qelErrorGetLast(&e.code, &e.node);
-    const char* text = qelErrorGetLastStr();
-    e.text = text ? text : "(null)";
-    return e;
-}
-
-void expectLastError(unsigned int code, unsigned int node, const char* text) {
-    LastError e = lastError();
-    EXPECT_EQ(e.code, code);
-    EXPECT_EQ(e.node, node);
-    EXPECT_EQ(e.text, text);
-}
-
-class Interface : public ::testing::Test {
+class Interface : public qeltest::InterfaceTest {
 protected:
-    void SetUp() override {
-        hal::UartDevices::settleMicroseconds = 0;
-        qelClearError();
-        qelDisableExpertMode();
-    }
-    void TearDown() override {
-        for (int id = 1; id <= 10; ++id) qelClose(static_cast<char>(id));
-    }
     void addPorts(int n) {
         for (int i = 0; i < n; ++i) bed.addPort();
     }

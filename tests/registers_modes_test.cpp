@@ -2,32 +2,14 @@
 // replies.
 #include <gtest/gtest.h>
 
-#include "QEL.h"
-#include "scripted_peer.h"
-#include "testbed.h"
+#include "fixtures.h"
 
 namespace {
 
 using qeltest::Bytes;
 using qeltest::frame;
 
-class DeviceFrames : public ::testing::Test {
-protected:
-    void SetUp() override {
-        hal::UartDevices::settleMicroseconds = 0;
-        bed.addPort();
-        peer.reset(new qeltest::ScriptedPeer(bed.masterFd(0)));
-        ASSERT_EQ(QEL::GetDeviceCount(), 1);
-        ASSERT_EQ(device.Open(), 1);
-    }
-    void TearDown() override {
-        device.Close();
-        peer.reset();
-    }
-    qelemu::Testbed bed;
-    std::unique_ptr<qeltest::ScriptedPeer> peer;
-    QEL device;
-};
+using DeviceFrames = qeltest::ScriptedDeviceTest;
 
 TEST_F(DeviceFrames, ThirtyTwoBitParametersTravelAsTwoRegistersLowHalfFirst) {
     peer->reply(frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}));
