@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <libudev.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include "CRC.h"
@@ -88,14 +87,7 @@ int QEL::USB_DataTransmit(unsigned char* request, unsigned int requestLength,
 // traffic all goes through USB_DataTransmit.
 int QEL::SendData(unsigned char* buffer, unsigned int length) {
     if (m_hDevice < 1) return 0;
-    int written = 0;
-    for (int attempt = 0; attempt < 10; ++attempt) {
-        written = static_cast<int>(write(m_hDevice, buffer, length));
-        if (written == static_cast<int>(length)) return written;
-        tcflush(m_hDevice, TCOFLUSH);
-        usleep(2000);
-    }
-    return written;
+    return hal::writeWithRetries(m_hDevice, buffer, static_cast<int>(length));
 }
 
 int QEL::ReceiveData(unsigned char* buffer, unsigned int length) {

@@ -127,16 +127,20 @@ int UartDevices::UART_Set(int speed, int flowCtrl, int dataBits, int stopBits, i
     return result;
 }
 
-int UartDevices::UART_Send(unsigned char* buf, int len) {
-    if (m_iHandle < 1) return 0;
+int writeWithRetries(int fd, unsigned char* buf, int len) {
     int written = 0;
     for (int attempt = 0; attempt < 10; ++attempt) {
-        written = static_cast<int>(write(m_iHandle, buf, static_cast<size_t>(len)));
+        written = static_cast<int>(write(fd, buf, static_cast<size_t>(len)));
         if (written == len) return written;
-        tcflush(m_iHandle, TCOFLUSH);
+        tcflush(fd, TCOFLUSH);
         usleep(2000);
     }
     return written;
+}
+
+int UartDevices::UART_Send(unsigned char* buf, int len) {
+    if (m_iHandle < 1) return 0;
+    return writeWithRetries(m_iHandle, buf, len);
 }
 
 // Waits until the descriptor has bytes to read. Returns false on a time-out, and true on an

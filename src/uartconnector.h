@@ -6,6 +6,10 @@
 
 namespace hal {
 
+// Writes the whole buffer, retrying up to ten times 2 ms apart with the output queue flushed
+// before each retry; returns the count of the last attempt.
+int writeWithRetries(int fd, unsigned char* buf, int len);
+
 class QEL_API UartDevices {
 public:
     // How long a read waits for the first byte of a reply before giving up with a short
