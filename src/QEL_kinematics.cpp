@@ -1,37 +1,153 @@
-// Encoders and joint angles, forward and inverse kinematics, Jacobians and velocities.
+// Encoder counts: reading and presetting them on the device, and converting between counts
+// and joint angles.
 #include "QEL.h"
+#include "QEL_frame.h"
+#include "QEL_kinematics_common.h"
+
+using namespace qelframe;
+using qelkin::kPi;
+
+namespace {
+
+const uint8_t kReadEncoders = 0xA0;
+const uint8_t kPreset = 0xAB;
+
+} // namespace
+
+bool qelkin::maskFitsDevice(QEL& device, unsigned char mask) {
+    if ((!device.m_fWrist && mask > 0x07) || (!device.m_fGipper && mask > 0x3F)) {
+        device.ErrorCatch(258);
+        return false;
+    }
+    return true;
+}
 
 int QEL::ResetWrist() { return 0; }
-int QEL::ConfigTranVel(double, int) { return 0; }
-int QEL::ConfigRotaVel(double, int) { return 0; }
-int QEL::ConfigGripVel(double, int) { return 0; }
-int QEL::ConfigEncVel(double, int) { return 0; }
-int QEL::GetEnc(unsigned int*, unsigned char, double*, bool) { return 0; }
-int QEL::GetEnc(unsigned int*, unsigned short*, double*, bool) { return 0; }
-int QEL::GetEncVel(double*) { return 0; }
-int QEL::Preset(unsigned char, unsigned int) { return 0; }
-int QEL::Preset(unsigned int*) { return 0; }
-int QEL::EncToJointAng(unsigned int*, double*, unsigned char) { return 0; }
-int QEL::JointAngToEnc(double*, unsigned int*, unsigned char) { return 0; }
-int QEL::CalcuTempVar(double*, double*, double*, double (*)[3]) { return 0; }
-int QEL::CalcuInvMatrix(double (*)[3], double (*)[3]) { return 0; }
-int QEL::NewtonIteration(double*, double*, double (*)[3], double*) { return 0; }
-int QEL::CalcuPosition(double*, double*) { return 0; }
-int QEL::GetJointAng(double*, unsigned char, double*) { return 0; }
-int QEL::GetJointVel(double*) { return 0; }
-int QEL::EncToOpPos(unsigned int*, double*, double (*)[3]) { return 0; }
-int QEL::OpPosToEnc(double*, unsigned int*, bool) { return 0; }
-int QEL::GetOpPos(double*, double (*)[3], double*) { return 0; }
-int QEL::GetVel(double*) { return 0; }
-int QEL::SetVelThresh(unsigned int) { return 0; }
-int QEL::GetVelThresh(unsigned int*) { return 0; }
-int QEL::JointAngToInertia(double*, double (*)[6]) { return 0; }
-int QEL::JointAngToInertiaRot(double*, double (*)[3]) { return 0; }
-int QEL::JointAngToInertiaTrans(double*, double (*)[3]) { return 0; }
-int QEL::JointAngToJacobianRot(double*, double (*)[3]) { return 0; }
-int QEL::JointAngToJacobianTrans(double*, double (*)[3]) { return 0; }
-int QEL::JointAngToJointInertia(double*, double (*)[6]) { return 0; }
-int QEL::JointAngToJointInertiaRot(double*, double (*)[3]) { return 0; }
-int QEL::JointAngToJointInertiaTrans(double*, double (*)[3]) { return 0; }
-int QEL::JointAngToMatrix(double*, double (*)[3]) { return 0; }
-int QEL::GetOutputInertia(double*, double (*)[6]) { return 0; }
+
+// Hands out what the last cyclic frame brought, without any traffic. Before calibration only
+// the single-turn readings mean anything, and there is no velocity to go with them.
+int QEL::GetEnc(unsigned int* enc, unsigned char mask, double* vel, bool withVel) {
+    if (!CheckReady() || !qelkin::maskFitsDevice(*this, mask)) return 0;
+    for (int i = 0; i < N2; ++i) {
+        if (!(mask & (1u << i))) continue;
+        if (m_fCalibrate) {
+            enc[i] = m_EncoderValue[i];
+            if (withVel) vel[i] = static_cast<double>(m_EncoderVel[i]);
+        } else {
+            enc[i] = m_EncoderSingleValue[i];
+        }
+    }
+    return 1;
+}
+
+// Asks the device for all six counts. Each travels as a 24-bit field holding the low 16 bits
+// doubled, then the high 16 bits.
+int QEL::GetEnc(unsigned int* enc, unsigned short* status, double* vel, bool withVel) {
+    if (!CheckReady()) return 0;
+    uint8_t request[4], reply[36];
+    begin(request, kReadEncoders);
+    seal(request, 2);
+    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
+    if (!echoes(reply, kReadEncoders)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    for (int i = 0; i < N2; ++i) {
+        const uint8_t* field = reply + 2 + 5 * i;
+        enc[i] = (getLE24(field) >> 1) + (static_cast<uint32_t>(getLE16(field + 3)) << 16);
+    }
+    *status = getLE16(reply + 32);
+    if (!withVel) return 1;
+
+    // Count rates by differencing against the previous request. The history is kept per
+    // process, not per device, and only channel 0 is seeded on the first frame: callers have
+    // always seen these first-frame rates, so they are left as they are.
+    static uint32_t previousCount[N2], currentCount[N2];
+    static int64_t previousTime, currentTime;
+    previousTime = currentTime;
+    currentTime = GetNanoSeconds();
+    double dt = static_cast<double>(currentTime - previousTime) / 1000000000.0;
+    for (int i = 0; i < N2; ++i) {
+        if (fFirstFrame) {
+            fFirstFrame = false;
+            previousCount[i] = currentCount[i] = enc[i];
+        }
+        previousCount[i] = currentCount[i];
+        currentCount[i] = enc[i];
+        vel[i] =
+            (static_cast<double>(currentCount[i]) - static_cast<double>(previousCount[i])) / dt;
+    }
+    return 1;
+}
+
+// Presetting a single channel is not offered by the device.
+int QEL::Preset(unsigned char, unsigned int) {
+    CheckReady();
+    return 0;
+}
+
+// Only the arm's three counters can be preset; the encoding mirrors the read-encoders reply.
+int QEL::Preset(unsigned int* enc) {
+    if (!CheckReady()) return 0;
+    uint8_t request[19], reply[5];
+    begin(request, kPreset);
+    for (int i = 0; i < 3; ++i) {
+        putLE24(request + 2 + 5 * i, (enc[i] & 0xFFFF) * 2);
+        putLE16(request + 5 + 5 * i, static_cast<uint16_t>(enc[i] >> 16));
+    }
+    seal(request, 17);
+    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
+    if (!acknowledges(reply, kPreset)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    return 1;
+}
+
+// The joint angle falls as the count rises. The offset from the calibrated zero is taken
+// modulo 2^32, so a count just below the zero reads as almost a whole range of turns.
+int QEL::EncToJointAng(unsigned int* enc, double* ang, unsigned char mask) {
+    if (!CheckReady() || !qelkin::maskFitsDevice(*this, mask)) return 0;
+    for (int i = 0; i < N2; ++i) {
+        if (!(mask & (1u << i))) continue;
+        uint32_t offset = enc[i] - m_EncoderMinValue[i];
+        m_RotatAng[i] =
+            static_cast<double>(offset) / static_cast<double>(m_EncoderResolution) * 360.0;
+        ang[i] = (m_DefAng[i] - m_RotatAng[i]) * kPi / 180.0;
+    }
+    return 1;
+}
+
+// Converts one angle: the mask names the channel whose calibration applies, but the angle
+// and the count are always the first elements of the arrays.
+int QEL::JointAngToEnc(double* ang, unsigned int* enc, unsigned char mask) {
+    if (!CheckReady()) return 0;
+    int k;
+    switch (mask) {
+    case 0x01:
+        k = 0;
+        break;
+    case 0x02:
+        k = 1;
+        break;
+    case 0x04:
+        k = 2;
+        break;
+    case 0x08:
+        k = 3;
+        break;
+    case 0x10:
+        k = 4;
+        break;
+    case 0x20:
+        k = 5;
+        break;
+    default:
+        ErrorCatch(258);
+        return 0;
+    }
+    double rotation = m_DefAng[k] - 180.0 * ang[0] / kPi;
+    enc[0] = qelkin::countAt(m_EncoderMinValue[k],
+                             static_cast<double>(m_EncoderResolution) * (rotation / 360.0));
+    return 1;
+}
