@@ -30,6 +30,12 @@ inline uint32_t countAt(uint32_t zero, double offset) {
     return zero + static_cast<uint32_t>(truncToInt32(offset));
 }
 
+// The sines and cosines of the three arm joint angles q[0..2], and of one angle x; both give
+// exactly what std::sin and std::cos give, but remember the last angles asked for, since a
+// refresh pass asks for the same ones several times.
+void armSinCos(const double* q, double* s, double* c);
+void sinCos(double x, double& s, double& c);
+
 // Whether `mask` selects only channels the device has: a wrist bit (above 0x07) needs a wrist,
 // the gripper bit (above 0x3F) a gripper. Records error 258 on the device when it does not.
 bool maskFitsDevice(QEL& device, unsigned char mask);

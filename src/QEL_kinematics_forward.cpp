@@ -36,8 +36,10 @@ int QEL::CalcuTempVar(double* p, double* q, double* F, double (*J)[3]) {
     const double p0 = p[0], p1 = p[1], p2 = p[2]; // F may be p itself
     const double a = m_lenActLink, b = m_lenPassLink;
     const double R = m_DimFixedPlat, r = m_DimFloatPlat;
+    double sq[3], cq[3];
+    qelkin::armSinCos(q, sq, cq);
     for (int i = 0; i < 3; ++i) {
-        double s = std::sin(q[i]), c = std::cos(q[i]);
+        const double s = sq[i], c = cq[i];
         double D = a * s + R - r;
         double A0 = -2.0 * D * kCosAzimuth[i];
         double A1 = -2.0 * D * kSinAzimuth[i];
@@ -102,7 +104,8 @@ void wristOrientation(const double* angles, double lambda, double (*rot)[3]) {
         {sy * ct, sy * st * so + cy * co, sy * st * co - cy * so},
         {-st, ct * so, ct * co},
     };
-    const double cl = std::cos(lambda), sl = std::sin(lambda);
+    double sl, cl;
+    qelkin::sinCos(lambda, sl, cl);
     const double T[3][3] = {{cl, 0, -sl}, {0, 1.0, 0}, {sl, 0, cl}};
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j)

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "QEL.h"
+#include "QEL_kinematics_common.h"
 
 // Differentiating the constraints |p - c_i|^2 = b^2 gives A dp = B dq, with A's rows p - c_i
 // and B diagonal, B_ii = (p - c_i) . dc_i/dq_i; so J = A^-1 B, in millimetres per radian, one
@@ -17,9 +18,9 @@ int QEL::JointAngToJacobianTrans(double* q, double (*J)[3]) {
     const double x = p[0], y = p[1], z = p[2];
     const double a = m_lenActLink, d = m_DimFixedPlat - m_DimFloatPlat;
     const double h = std::sqrt(3.0) / 2.0;
-    const double s0 = std::sin(q[0]), c0 = std::cos(q[0]);
-    const double s1 = std::sin(q[1]), c1 = std::cos(q[1]);
-    const double s2 = std::sin(q[2]), c2 = std::cos(q[2]);
+    double s[3], c[3];
+    qelkin::armSinCos(q, s, c);
+    const double s0 = s[0], s1 = s[1], s2 = s[2], c0 = c[0], c1 = c[1], c2 = c[2];
     const double D0 = a * s0 + d, D1 = a * s1 + d, D2 = a * s2 + d;
 
     double A[3][3] = {
