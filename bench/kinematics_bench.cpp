@@ -100,9 +100,10 @@ bool closedForm(const QEL& d, const unsigned int* enc, const double cosPhi[3],
     return true;
 }
 
-void refreshPass(benchmark::State& state, double perPass) {
+void refreshPass(benchmark::State& state, double perPass, bool wrist) {
     QEL d;
     setUpType1(d);
+    d.m_fWrist = wrist;
     std::vector<Counts> path = circle(d, perPass);
     size_t k = 0;
     d.m_InitPos[0] = d.m_InitPos[1] = 1.0, d.m_InitPos[2] = 140.0;
@@ -135,11 +136,15 @@ void closedFormPass(benchmark::State& state, double perPass) {
     d.m_fOpen = d.m_fInit = false;
 }
 
-// The argument is the handle's travel per pass in micrometres.
-void BM_RefreshPass(benchmark::State& state) { refreshPass(state, state.range(0) / 1000.0); }
+// The first argument is the handle's travel per pass in micrometres. The refresh pass runs
+// as on the device, with the wrist's orientation (second argument 1), and for the arm alone,
+// the same work as the closed form (0).
+void BM_RefreshPass(benchmark::State& state) {
+    refreshPass(state, state.range(0) / 1000.0, state.range(1) != 0);
+}
 void BM_ClosedForm(benchmark::State& state) { closedFormPass(state, state.range(0) / 1000.0); }
 
-BENCHMARK(BM_RefreshPass)->Arg(0)->Arg(50)->Arg(200);
+BENCHMARK(BM_RefreshPass)->ArgsProduct({{0, 50, 200}, {1, 0}});
 BENCHMARK(BM_ClosedForm)->Arg(0)->Arg(50)->Arg(200);
 
 } // namespace
