@@ -1,13 +1,32 @@
 // Force transmission geometry, gravity compensation, force to motor commands and drives.
 #include "QEL.h"
 
+#include <cmath>
+
+double Enta[3] = {1.5707963 * 1, 1.5707963 * 7 / 3, 1.5707963 * 11 / 3};
+
 int QEL::SetFrcEnabled(bool) { return 0; }
 int QEL::GetFrcEnabled(bool) { return 0; }
 int QEL::EnableDevice(bool) { return 0; }
 int QEL::CalcuForceTransMatrix(double*, double (*)[3]) { return 0; }
 int QEL::CalcuLinkForce(const qelVector3D<double>&, double*) { return 0; }
 int QEL::CalcuActLinkVect(qelVector3D<double>*) { return 0; }
-int QEL::CalcuFixedLinkVect(qelVector3D<double>*) { return 0; }
+
+// Runs before the device is initialised (initialisation itself calls it), so it asks only for
+// an open port.
+int QEL::CalcuFixedLinkVect(qelVector3D<double>* out) {
+    if (!m_fOpen) {
+        ErrorCatch(1);
+        return 0;
+    }
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    for (int i = 0; i < 3; ++i)
+        out[i].set(-m_DimFixedPlat * std::cos(Enta[i]), -m_DimFixedPlat * std::sin(Enta[i]), 0.0);
+    return 1;
+}
 int QEL::CalcuPassLinkVect(qelVector3D<double>*) { return 0; }
 int QEL::CalcuNormVect(const qelVector3D<double>*, const qelVector3D<double>*,
                        qelVector3D<double>*) {

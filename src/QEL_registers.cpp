@@ -1,4 +1,4 @@
-// Device registers and parameters, operation modes and calibration.
+// Device registers and parameters, and operation modes.
 #include "QEL.h"
 #include "QEL_frame.h"
 
@@ -90,7 +90,3 @@ int QEL::GetMode(unsigned char* mode) {
     *mode = reply[2];
     return 1;
 }
-
-int QEL::SaveCalibration(unsigned int*, unsigned int*, unsigned char) { return 0; }
-int QEL::GetCalibration() { return 0; }
-int QEL::AutoCalibrate() { return 0; }
