@@ -34,7 +34,8 @@ int QEL::SetFrcEnabled(bool on) {
     return SetMode(kForceOffMode);
 }
 
-// Answers whether the device can be asked, not the flag: callers rely on the 1.
+// 1 for any ready device, whatever the flag: the flag outlives switching force off, so it
+// would not tell the caller anything.
 int QEL::GetFrcEnabled(bool) { return CheckReady() ? 1 : 0; }
 
 int QEL::EnableDevice(bool on) {
