@@ -359,6 +359,10 @@ public:
     int OpenComm(const char* path);
     int CloseCom();
     void GetInternalErrStr(unsigned int code);
+    // Motor velocity target (frame 0xAA, first value only) and a motion start that no device
+    // supports; neither is reached from the exported interface.
+    int SetMotorVel(unsigned short* vel);
+    int StartMove(unsigned char);
 
     // The refresh thread's routine; its argument is the device object.
     static void* RefreshFrame(void* deviceObject);

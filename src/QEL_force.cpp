@@ -1,13 +1,10 @@
-// Force transmission geometry, gravity compensation, force to motor commands and drives.
+// Force transmission geometry, gravity compensation and force to motor commands.
 #include "QEL.h"
 
 #include <cmath>
 
 double Enta[3] = {1.5707963 * 1, 1.5707963 * 7 / 3, 1.5707963 * 11 / 3};
 
-int QEL::SetFrcEnabled(bool) { return 0; }
-int QEL::GetFrcEnabled(bool) { return 0; }
-int QEL::EnableDevice(bool) { return 0; }
 int QEL::CalcuForceTransMatrix(double*, double (*)[3]) { return 0; }
 int QEL::CalcuLinkForce(const qelVector3D<double>&, double*) { return 0; }
 int QEL::CalcuActLinkVect(qelVector3D<double>*) { return 0; }
@@ -38,14 +35,6 @@ int QEL::CalcuPassLinkForceVect(const qelVector3D<double>*, const double*, qelVe
 int QEL::CalcuTorqFromOutputForce(const qelVector3D<double>&, double*, double*) { return 0; }
 int QEL::CalcuActLinkGravPointVect(qelVector3D<double>*) { return 0; }
 int QEL::CalcuGravCompTorq(double*, double (*)[3], double*) { return 0; }
-int QEL::SetMot(int, short) { return 0; }
-int QEL::SetMot(short*) { return 0; }
-int QEL::GetMot(short*) { return 0; }
-int QEL::PreloadMot(unsigned short*, unsigned char) { return 0; }
-int QEL::SetNullFrc() { return 0; }
-int QEL::SetOpFrc(double*) { return 0; }
-int QEL::GetOpFrc(double*) { return 0; }
-int QEL::SetOutput(unsigned int) { return 0; }
 int QEL::SetJointTrq(double*, double*, unsigned char) { return 0; }
 int QEL::MotToJointTrq(unsigned short*, double*, double*, unsigned char) { return 0; }
 int QEL::JointTrqToMot(double*, double*, short*, unsigned char) { return 0; }
@@ -54,7 +43,6 @@ int QEL::OpFrcToMot(double*, unsigned int*, short*) { return 0; }
 int QEL::GetJointTorq(double*) { return 0; }
 int QEL::JointAngToGravityJointTrq(double*, double*, unsigned char, double) { return 0; }
 int QEL::JointAngToJointTrqExtrema(double*, double*, double*, unsigned char) { return 0; }
-int QEL::SetGripperFrcEnabled(bool) { return 0; }
 int QEL::GripFrcToTrq(double, double&) { return 0; }
 int QEL::GripTorToFrc(double, double&) { return 0; }
 int QEL::SetGravity(bool, double) { return 0; }

@@ -3,7 +3,7 @@
 // every frame on the line is the test's own.
 #include <gtest/gtest.h>
 
-#include "fixtures.h"
+#include "ready_device.h"
 
 namespace {
 
@@ -43,13 +43,8 @@ Bytes fullReply(uint8_t channelByte, const std::vector<Channel>& channels, uint1
     return frame(body);
 }
 
-class CyclicFrames : public qeltest::ScriptedDeviceTest {
+class CyclicFrames : public qeltest::ReadyScriptedDeviceTest {
 protected:
-    void SetUp() override {
-        qeltest::ScriptedDeviceTest::SetUp();
-        device.m_fInit = true;
-    }
-
     // One full-frame exchange with the object's own buffers as the refresh thread passes them.
     int exchange(unsigned char channels = 6) {
         return device.MultiaxialControl(3, channels, ctrl, target, velocity, motor, &command,
