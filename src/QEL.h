@@ -377,6 +377,12 @@ protected:
     // value): stores the single-turn count and, once calibrated, unwraps it across zero.
     uint32_t UnwrapEncoder(int channel, uint32_t raw);
 
+    // The short command frames: a request of `code` with the one-byte payload `value` (none
+    // when value is negative), answered by the code and one byte, which goes to *answer. An
+    // answer that does not echo the code, or with requireNonZero that carries 0, is invalid
+    // data (error 257).
+    int ExchangeByte(uint8_t code, int value, uint8_t* answer, bool requireNonZero);
+
 private:
     // Refresh threads hold a plain pointer to this object, and Close does not wait for them.
     // The object therefore keeps count of the threads started on it that have not yet left

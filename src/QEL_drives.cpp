@@ -40,15 +40,8 @@ int QEL::GetFrcEnabled(bool) { return CheckReady() ? 1 : 0; }
 
 int QEL::EnableDevice(bool on) {
     if (!CheckReady()) return 0;
-    uint8_t request[5], reply[5];
-    begin(request, 0xA7);
-    request[2] = on ? 1 : 0;
-    seal(request, 3);
-    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!acknowledges(reply, 0xA7)) {
-        ErrorCatch(257);
-        return 0;
-    }
+    uint8_t accepted;
+    if (!ExchangeByte(0xA7, on ? 1 : 0, &accepted, true)) return 0;
     // The LED only mirrors the drives; failing to light it does not undo the enable.
     SetLED(kDrivesLed, on);
     m_fDeviceEnable = on;

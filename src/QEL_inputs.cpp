@@ -17,12 +17,10 @@ int QEL::SetLED(unsigned char mask, bool on) {
         m_SetCommd = static_cast<uint16_t>((m_SetCommd & 0xFF00) | m_LEDState);
         return 1;
     }
-    uint8_t request[5], reply[5];
-    begin(request, 0xA5);
-    request[2] = m_LEDState;
-    seal(request, 3);
-    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!echoes(reply, 0xA5) || reply[2] != 1) {
+    // Only a status of exactly 1 accepts the LEDs.
+    uint8_t status;
+    if (!ExchangeByte(0xA5, m_LEDState, &status, false)) return 0;
+    if (status != 1) {
         ErrorCatch(257);
         return 0;
     }
@@ -43,29 +41,15 @@ int QEL::GetButton(int index, bool* pressed) {
 // The brakes' state is the device's; nothing of it is kept here.
 int QEL::SetBrakes(bool on) {
     if (!CheckReady()) return 0;
-    uint8_t request[5], reply[5];
-    begin(request, 0xA8);
-    request[2] = on ? 1 : 0;
-    seal(request, 3);
-    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!acknowledges(reply, 0xA8)) {
-        ErrorCatch(257);
-        return 0;
-    }
-    return 1;
+    uint8_t accepted;
+    return ExchangeByte(0xA8, on ? 1 : 0, &accepted, true);
 }
 
 int QEL::GetBrakes(bool* engaged) {
     if (!CheckReady()) return 0;
-    uint8_t request[4], reply[5];
-    begin(request, 0xA9);
-    seal(request, 2);
-    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!echoes(reply, 0xA9)) {
-        ErrorCatch(257);
-        return 0;
-    }
-    *engaged = reply[2] != 0;
+    uint8_t state;
+    if (!ExchangeByte(0xA9, -1, &state, false)) return 0;
+    *engaged = state != 0;
     return 1;
 }
 

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "CRC.h"
+#include "QEL_frame.h"
 
 int QEL::SearchDevicePort() {
     struct udev* udev = udev_new();
@@ -88,6 +89,21 @@ int QEL::USB_DataTransmit(unsigned char* request, unsigned int requestLength,
         ErrorCatch(20);
         return 0;
     }
+    return 1;
+}
+
+int QEL::ExchangeByte(uint8_t code, int value, uint8_t* answer, bool requireNonZero) {
+    uint8_t request[5], reply[5];
+    qelframe::begin(request, code);
+    unsigned int body = 2;
+    if (value >= 0) request[body++] = static_cast<uint8_t>(value);
+    qelframe::seal(request, body);
+    if (!USB_DataTransmit(request, body + 2, reply, sizeof reply)) return 0;
+    if (requireNonZero ? !qelframe::acknowledges(reply, code) : !qelframe::echoes(reply, code)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    *answer = reply[2];
     return 1;
 }
 
