@@ -1,8 +1,5 @@
 // Buttons, LEDs and brakes.
 #include "QEL.h"
-#include "QEL_frame.h"
-
-using namespace qelframe;
 
 int QEL::SetLED(unsigned char mask, bool on) {
     if (!CheckReady()) return 0;
