@@ -383,6 +383,10 @@ protected:
     // data (error 257).
     int ExchangeByte(uint8_t code, int value, uint8_t* answer, bool requireNonZero);
 
+    // The arm's three joint angles in radians into angles[0..2] (zero-initialised by the
+    // caller), read afresh from the counts of the last cyclic frame.
+    int ReadArmAngles(double* angles);
+
 private:
     // Refresh threads hold a plain pointer to this object, and Close does not wait for them.
     // The object therefore keeps count of the threads started on it that have not yet left
