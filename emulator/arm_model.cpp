@@ -270,6 +270,14 @@ bool ArmModel::position(double p[3]) const {
     return true;
 }
 
+bool ArmModel::jacobian(double J[3][3]) const {
+    Kin k;
+    if (!kinematics(q_, k)) return false;
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 3; ++c) J[r][c] = k.J[r][c];
+    return true;
+}
+
 void ArmModel::setPhysics(bool on) {
     if (on && !physics_) {
         for (double& v : qd_) v = 0;

@@ -100,6 +100,10 @@ public:
     void setJointVelocities(const double qdot[3]);
     // Forward kinematics of the current arm joint angles; false if the arms cannot meet.
     bool position(double p[3]) const;
+    // The Jacobian d p / d q of the current arm joint angles (row = axis, column = arm), in
+    // mm per radian; its transpose turns a handle force in newtons into joint torques in N*mm.
+    // False where the arms cannot meet or the configuration is singular.
+    bool jacobian(double J[3][3]) const;
 
     // Physics mode. The generalized coordinates are the three arm joint angles; the wrist
     // joints keep the angles last set. Each actuated link is a rigid body turning about its

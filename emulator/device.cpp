@@ -1,5 +1,6 @@
 #include "device.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -273,7 +274,8 @@ size_t Device::shortCyclic(const uint8_t* req, uint8_t* reply) {
 }
 
 size_t Device::cyclic(const uint8_t* req, uint8_t* reply) {
-    const int n = req[2] >> 4;
+    // The host's channel count is a nibble; the device has six channels.
+    const int n = std::min(req[2] >> 4, 6);
     CyclicRequest& c = lastCyclic_;
     c.motorCount = req[2] & 0x0F;
     c.channelCount = static_cast<uint8_t>(n);

@@ -42,7 +42,12 @@ QEL::QEL()
     crcInit();
 }
 
-QEL::~QEL() {}
+// Nothing is closed here, but a refresh thread still running on this object must be gone
+// before its memory is.
+QEL::~QEL() {
+    fThreadFinish = true;
+    ReapRefreshThreads();
+}
 
 // Opening the n-th port of the table (1-based) is shared by both forms of Open.
 static const char* portPath(int n) {
@@ -53,6 +58,9 @@ static const char* portPath(int n) {
 int QEL::Open() { return Open(1); }
 
 int QEL::Open(int n) {
+    // Threads of an earlier opening were told to stop by Close; let them leave before this
+    // opening clears the stop request they are waiting to see.
+    ReapRefreshThreads();
     m_hDevice = OpenComm(portPath(n));
     if (m_hDevice) {
         m_fOpen = true;

@@ -9,7 +9,11 @@
 
 #include <pthread.h>
 #include <stdint.h>
+
+#include <atomic>
+#include <mutex>
 #include <string>
+#include <vector>
 
 #include "qelDefines.h"
 #include "qelVector.h"
@@ -19,6 +23,10 @@
 QEL_API int64_t GetNanoSeconds();
 // Busy wait of n passes of 200 empty iterations; no clock, no sleep.
 QEL_API void delay(int n);
+
+// Azimuths of the three arms about the device's z axis: 90, 210 and 330 degrees, derived from
+// the truncated quarter turn 1.5707963 as the device's own model is.
+extern double Enta[3];
 
 class QEL_API QEL {
 public:
@@ -351,6 +359,10 @@ public:
     int OpenComm(const char* path);
     int CloseCom();
     void GetInternalErrStr(unsigned int code);
+    // Motor velocity target (frame 0xAA, first value only) and a motion start that no device
+    // supports; neither is reached from the exported interface.
+    int SetMotorVel(unsigned short* vel);
+    int StartMove(unsigned char);
 
     // The refresh thread's routine; its argument is the device object.
     static void* RefreshFrame(void* deviceObject);
@@ -360,6 +372,33 @@ protected:
     // initialised); CheckReady also fails, silently, while an earlier error is pending.
     bool CheckOpenInit();
     bool CheckReady();
+
+    // The count of channel i from the single-turn field of a cyclic reply (the raw 24-bit
+    // value): stores the single-turn count and, once calibrated, unwraps it across zero.
+    uint32_t UnwrapEncoder(int channel, uint32_t raw);
+
+    // The short command frames: a request of `code` with the one-byte payload `value` (none
+    // when value is negative), answered by the code and one byte, which goes to *answer. An
+    // answer that does not echo the code, or with requireNonZero that carries 0, is invalid
+    // data (error 257).
+    int ExchangeByte(uint8_t code, int value, uint8_t* answer, bool requireNonZero);
+
+    // The arm's three joint angles in radians into angles[0..2] (zero-initialised by the
+    // caller), read afresh from the counts of the last cyclic frame.
+    int ReadArmAngles(double* angles);
+
+private:
+    // Refresh threads hold a plain pointer to this object, and Close does not wait for them.
+    // The object therefore keeps count of the threads started on it that have not yet left
+    // their loop; teardown and reopening wait for that count to drop (a pass ends within one
+    // exchange time-out) and then reclaim the threads.
+    static void* RunRefreshThread(void* deviceObject);
+    bool StartRefreshThread();
+    void ReapRefreshThreads();
+
+    std::atomic<int> m_LiveRefreshThreads{0};
+    std::mutex m_RefreshThreadsLock;
+    std::vector<pthread_t> m_RefreshThreads;
 };
 
 #endif

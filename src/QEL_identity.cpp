@@ -1,106 +1,97 @@
-// Device inputs and identity, time, and the operations with fixed answers.
+// Identity, time and the guarded queries that the device cannot answer.
 #include "QEL.h"
 
-double QEL::GetBaseAngleX() { return 0.0; }
-double QEL::GetBaseAngleY() { return 0.0; }
-double QEL::GetBaseAngleZ() { return 0.0; }
-int QEL::SetBaseAngleX(double) { return 0; }
-int QEL::SetBaseAngleY(double) { return 0; }
-int QEL::SetBaseAngleZ(double) { return 0; }
-int QEL::GetVersion(int*, int*, int*, int*) { return 0; }
-// The serial number lives in parameter 136; 0 stands for "could not be read".
+#include <cerrno>
+#include <ctime>
+
+// The base angles are not measured: a ready device reports 1.0 and ignores new angles.
+double QEL::GetBaseAngleX() { return CheckReady() ? 1.0 : 0.0; }
+double QEL::GetBaseAngleY() { return CheckReady() ? 1.0 : 0.0; }
+double QEL::GetBaseAngleZ() { return CheckReady() ? 1.0 : 0.0; }
+int QEL::SetBaseAngleX(double) { return CheckReady() ? 1 : 0; }
+int QEL::SetBaseAngleY(double) { return CheckReady() ? 1 : 0; }
+int QEL::SetBaseAngleZ(double) { return CheckReady() ? 1 : 0; }
+
+// The serial number lives in parameter 136; 0 stands for "could not be read". Like the
+// parameters themselves it needs an open port only.
 unsigned int QEL::GetSerialNumber() {
     unsigned int serial = 0;
     if (!m_fOpen || !GetParam(136, &serial)) return 0;
     return serial;
 }
+
 int QEL::SetSerialNumber(unsigned int serial) { return m_fOpen ? SetParam(136, serial) : 0; }
-int QEL::GetSystemType(bool) { return 0; }
-int QEL::GetSystemRev() { return 0; }
-const char* QEL::GetSystemName() { return nullptr; }
-int QEL::GetID() { return 0; }
-void* QEL::GetHandle(int) { return nullptr; }
-double QEL::GetGripperRadius() { return 0.0; }
-int QEL::GetThumb(double*, double*) { return 0; }
-int QEL::GetFinger(double*) { return 0; }
-int QEL::GetButtonCount() { return 0; }
-int QEL::GetButton(int, bool*) { return 0; }
-int QEL::SetLED(unsigned char, bool) { return 0; }
-int QEL::GetStatus(int*, bool) { return 0; }
-int QEL::ControllerSetDevice(int) { return 0; }
-int QEL::GetBuildFlag(int) { return 0; }
-bool QEL::GetActiveMask() { return false; }
-bool QEL::GetPassiveMask() { return false; }
-int QEL::GetRawButtons(unsigned int*, bool) { return 0; }
-int QEL::GetRawEnc(int*, unsigned char, double*, bool) { return 0; }
-int QEL::GetRawEnc(int*, double*, bool) { return 0; }
-int QEL::GetRawStatus(unsigned int*) { return 0; }
-int QEL::GripEncToCG(int, double*) { return 0; }
-int QEL::SetBrakes(unsigned char) { return 0; }
-int QEL::SetBrakes(bool) { return 0; }
-int QEL::GetBrakes(bool*) { return 0; }
-double QEL::GetTime() { return 0.0; }
-int QEL::SetTimeGuard(double) { return 0; }
-double QEL::GetDeviceTime() { return 0.0; }
-int QEL::Sleep(int) { return 0; }
-int QEL::StartMonitor() { return 0; }
-void QEL::StopMonitor() {}
-bool QEL::IsMonitoring() { return false; }
-int QEL::Monitor() { return 0; }
-int QEL::SetComAsync(bool) { return 0; }
-int QEL::ComCallback(int*, double) { return 0; }
-int QEL::SetComMode(int) { return 0; }
-int QEL::GetComMode() { return 0; }
-int QEL::ComRead() { return 0; }
-int QEL::ComWrite() { return 0; }
-double QEL::GetComFreq() { return 0.0; }
-bool QEL::HasParam(int) { return false; }
-double QEL::GetDefaultParam(int) { return 0.0; }
-double QEL::GetUpperParam(int) { return 0.0; }
-double QEL::GetLowerParam(int) { return 0.0; }
-bool QEL::IsParamDeprecated(int) { return false; }
-bool QEL::HasButtonEmulation() { return false; }
-bool QEL::IsSimulated() { return false; }
-int QEL::Simulate(int, double) { return 0; }
-int QEL::SimulateGetFrc(double*) { return 0; }
-int QEL::SimulateSetEnc(int*, unsigned char, double) { return 0; }
-int QEL::SimulateSetPos(double*, double) { return 0; }
-int QEL::SimulateSetRawButtons(unsigned int) { return 0; }
-int QEL::EmulateButton(unsigned char) { return 0; }
-void QEL::EnableSimulator(bool) {}
-int QEL::SetLocks(unsigned char, double) { return 0; }
-bool QEL::HasLocks() { return false; }
-bool QEL::HasActiveLocks() { return false; }
-bool QEL::GetLockMask() { return false; }
-bool QEL::HasPersistent() { return false; }
-int QEL::SetPersistent(unsigned short, unsigned short) { return 0; }
-int QEL::GetPersistent(unsigned short*) { return 0; }
-int QEL::GetRedundantErr(int*) { return 0; }
-int QEL::GetRedundantRatio(double*) { return 0; }
-double QEL::GetRedundantTol() { return 0.0; }
-bool QEL::IsRedundant() { return false; }
-int QEL::SetVibration(double, double, int) { return 0; }
-int QEL::SetWatchdog(unsigned char) { return 0; }
-int QEL::GetWatchdog(unsigned char*) { return 0; }
-int QEL::Echo(char*, unsigned char) { return 0; }
-int QEL::SetConfig(double*) { return 0; }
-int QEL::SetDefaultConfig(int) { return 0; }
-int QEL::WriteConfig() { return 0; }
-int QEL::WriteConfigToFile(char*) { return 0; }
-int QEL::GetConfigSize() { return 0; }
-int QEL::ReadConfig() { return 0; }
-int QEL::ReadConfigFromFile(char*) { return 0; }
-int QEL::ReloadConfig(bool) { return 0; }
-bool QEL::IsConfigdefault() { return false; }
-int QEL::GetFirmwareType() { return 0; }
-int QEL::GetFwVersion(double*, int*) { return 0; }
-int QEL::ReadFirmware() { return 0; }
-int QEL::WriteFirmware(char*) { return 0; }
-int QEL::WriteMemoryFromFile(char*) { return 0; }
-int QEL::WriteMemoryToFile(char*) { return 0; }
-int QEL::EraseFirmware() { return 0; }
-int QEL::SetMemoryMode(int) { return 0; }
-int QEL::GetMemoryModel() { return 0; }
-int QEL::SetMenAddr(unsigned short, unsigned char*, unsigned char) { return 0; }
-int QEL::GetMemAddr(unsigned short, unsigned char*, unsigned char) { return 0; }
-int QEL::ClearDeviceMemory(bool, unsigned char, int*) { return 0; }
+
+// The device has no clock of its own to read; a ready device answers 1.0.
+double QEL::GetDeviceTime() { return CheckReady() ? 1.0 : 0.0; }
+
+double QEL::GetComFreq() { return CheckReady() ? m_ComFreq : 0.0; }
+
+// Host monotonic clock in nanoseconds, as a double.
+double QEL::GetTime() {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<double>(now.tv_sec) * 1000000000.0 + static_cast<double>(now.tv_nsec);
+}
+
+// A signal does not cut the sleep short: the remainder is slept as well.
+int QEL::Sleep(int ns) {
+    struct timespec span;
+    span.tv_sec = ns / 1000000000;
+    span.tv_nsec = ns % 1000000000;
+    while (nanosleep(&span, &span) != 0 && errno == EINTR) {
+    }
+    return 1;
+}
+
+// Declared for the interface but not provided by the device: after the guard, always 0 and
+// the outputs are left alone.
+int QEL::GetVersion(int*, int*, int*, int*) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::GetSystemType(bool) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::GetSystemRev() {
+    CheckReady();
+    return 0;
+}
+
+int QEL::GetStatus(int*, bool) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::ControllerSetDevice(int) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::SetTimeGuard(double) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::SetWatchdog(unsigned char) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::GetWatchdog(unsigned char*) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::SetComMode(int) {
+    CheckReady();
+    return 0;
+}
+
+int QEL::SetVibration(double, double, int) {
+    CheckReady();
+    return 0;
+}

@@ -1,4 +1,4 @@
-// Device registers and parameters, operation modes and calibration.
+// Device registers and parameters, and operation modes.
 #include "QEL.h"
 #include "QEL_frame.h"
 
@@ -59,16 +59,9 @@ int QEL::GetParam(unsigned short n, unsigned int* value) {
 
 int QEL::SetMode(unsigned char mode) {
     if (!CheckReady()) return 0;
-    uint8_t request[5], reply[5];
-    begin(request, 0xA2);
-    request[2] = mode;
-    seal(request, 3);
-    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
     // A refused mode is reported as invalid data, not as a mode error.
-    if (!acknowledges(reply, 0xA2)) {
-        ErrorCatch(257);
-        return 0;
-    }
+    uint8_t accepted;
+    if (!ExchangeByte(0xA2, mode, &accepted, true)) return 0;
     m_OperationMode = mode;
     return 1;
 }
@@ -79,18 +72,5 @@ int QEL::GetMode(unsigned char* mode) {
         ErrorCatch(1);
         return 0;
     }
-    uint8_t request[4], reply[5];
-    begin(request, 0xA3);
-    seal(request, 2);
-    if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!acknowledges(reply, 0xA3)) {
-        ErrorCatch(257);
-        return 0;
-    }
-    *mode = reply[2];
-    return 1;
+    return ExchangeByte(0xA3, -1, mode, true);
 }
-
-int QEL::SaveCalibration(unsigned int*, unsigned int*, unsigned char) { return 0; }
-int QEL::GetCalibration() { return 0; }
-int QEL::AutoCalibrate() { return 0; }

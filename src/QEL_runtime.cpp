@@ -1,13 +1,113 @@
-// Initialisation, the cyclic control frames and the refresh thread.
+// The refresh thread: the loop that carries commands to the device and measurements back on
+// every pass, and the bookkeeping that keeps a device object alive until its threads are gone.
 #include "QEL.h"
 
-void* QEL::RefreshFrame(void*) { return nullptr; }
-int QEL::Initialize() { return 0; }
-int QEL::SetMotAndGetMotAndGetEnc(short*, unsigned short*, unsigned int*, short*, unsigned short*) {
-    return 0;
+#include <time.h>
+
+namespace {
+
+// The thread's flags are plain members that API threads write; read them afresh on every pass.
+inline bool readFlag(const bool& flag) { return *static_cast<const volatile bool*>(&flag); }
+
+// Below this encoder velocity (in either direction) the motor command goes out unchanged.
+const int kDampingDeadBand = 15;
+// The damping gain: 65336 in 16-bit arithmetic is -200 motor units per velocity unit.
+const int64_t kDampingFactor = 65336;
+
+// A pass ends within one exchange, whose send gives up after ten 2 ms retries and whose
+// receive after the first-byte and inter-byte time-outs. Teardown waits for two of them.
+const int64_t kExchangeBoundNs = (static_cast<int64_t>(hal::UartDevices::kFirstByteTimeoutMs) +
+                                  hal::UartDevices::kInterByteTimeoutMs + 10 * 2 + 50) *
+                                 1000000;
+const int64_t kRefreshThreadsExitNs = 2 * kExchangeBoundNs;
+
+} // namespace
+
+void* QEL::RefreshFrame(void* deviceObject) {
+    QEL* d = static_cast<QEL*>(deviceObject);
+    // The frame carries six channels and reads and writes six elements of each array; only the
+    // three motors have targets and commands, the wrist channels send zeros.
+    short velocityTarget[6] = {};
+    short motorCommand[6] = {};
+    short motorCurrent[6] = {};
+    unsigned int encoders[6] = {};
+    unsigned char replyMotorCount = 0, replyChannelCount = 0;
+    int passes = 0;
+    int64_t start = GetNanoSeconds();
+
+    while (!readFlag(d->fThreadFinish)) {
+        int64_t now = GetNanoSeconds();
+        if (static_cast<double>(now - start) / 1e9 > 1.0) {
+            d->m_ComFreq = passes;
+            passes = 1;
+            start = now;
+        } else {
+            ++passes;
+        }
+        d->fThreadRunning = true;
+        if (!readFlag(d->m_fOpen) || !readFlag(d->m_fInit)) continue;
+
+        for (int i = 0; i < 3; ++i) {
+            velocityTarget[i] = d->m_MotVelTarget[i];
+            int velocity = d->m_EncoderVel[i];
+            int64_t command = d->m_MotorDACValue[i];
+            // Velocity damping outside the dead band, wrapped to 16 bits without saturation.
+            if (velocity < -kDampingDeadBand || velocity > kDampingDeadBand)
+                command += velocity * kDampingFactor;
+            motorCommand[i] = static_cast<short>(static_cast<uint16_t>(command & 0xFFFF));
+        }
+        // A failed exchange leaves the previous measurements in place; the rest of the pass
+        // runs on them.
+        d->MultiaxialControl(d->m_NumofMotor, d->m_InputDOF, d->m_CtrlWord, d->m_EncoderTarget,
+                             velocityTarget, motorCommand, &d->m_SetCommd, &replyMotorCount,
+                             &replyChannelCount, d->m_StatWord, d->m_EncoderValue, d->m_EncoderVel,
+                             motorCurrent, &d->m_DeviceState);
+        for (int i = 0; i < d->m_OutputDOF && i < 3; ++i) d->m_MotorCurrent[i] = motorCurrent[i];
+        for (int i = 0; i < 6; ++i) encoders[i] = d->m_EncoderValue[i];
+        if (readFlag(d->m_fCalibrate)) {
+            d->EncToOpPos(encoders, d->m_Position, d->m_Orientation);
+            if (readFlag(d->m_fForceEnable) && readFlag(d->m_fDeviceEnable))
+                d->OpFrcToMot(d->m_Force, encoders, d->m_MotorDACValue);
+        }
+    }
+    d->fThreadRunning = false;
+    return nullptr;
 }
-int QEL::MultiaxialControl(unsigned char, unsigned char, unsigned char*, unsigned int*, short*,
-                           short*, unsigned short*, unsigned char*, unsigned char*, unsigned char*,
-                           unsigned int*, short*, short*, unsigned short*) {
-    return 0;
+
+void* QEL::RunRefreshThread(void* deviceObject) {
+    QEL* d = static_cast<QEL*>(deviceObject);
+    RefreshFrame(d);
+    // The last touch of the object: after this the owner may release it.
+    d->m_LiveRefreshThreads.fetch_sub(1, std::memory_order_release);
+    return nullptr;
+}
+
+bool QEL::StartRefreshThread() {
+    std::lock_guard<std::mutex> lock(m_RefreshThreadsLock);
+    // Reserve first, so that recording the handle cannot fail once the thread runs.
+    m_RefreshThreads.reserve(m_RefreshThreads.size() + 1);
+    m_LiveRefreshThreads.fetch_add(1, std::memory_order_relaxed);
+    if (pthread_create(&m_pFrameThread, nullptr, RunRefreshThread, this) != 0) {
+        m_LiveRefreshThreads.fetch_sub(1, std::memory_order_relaxed);
+        m_pFrameThread = 0;
+        return false;
+    }
+    m_RefreshThreads.push_back(m_pFrameThread);
+    return true;
+}
+
+// Once the threads have been asked to stop, waits for them to leave their loops, bounded so
+// that a device that stopped answering cannot hang the caller, and joins them so that no
+// thread's resources outlive it.
+void QEL::ReapRefreshThreads() {
+    std::lock_guard<std::mutex> lock(m_RefreshThreadsLock);
+    if (m_RefreshThreads.empty() || !readFlag(fThreadFinish)) return;
+    int64_t deadline = GetNanoSeconds() + kRefreshThreadsExitNs;
+    while (m_LiveRefreshThreads.load(std::memory_order_acquire) > 0) {
+        if (GetNanoSeconds() > deadline) return;
+        struct timespec pause = {0, 200000};
+        nanosleep(&pause, nullptr);
+    }
+    for (pthread_t thread : m_RefreshThreads) pthread_join(thread, nullptr);
+    m_RefreshThreads.clear();
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "CRC.h"
+#include "QEL_frame.h"
 
 int QEL::SearchDevicePort() {
     struct udev* udev = udev_new();
@@ -47,16 +48,24 @@ int QEL::GetDeviceCount() {
     return m_DeviceCount;
 }
 
+// Under the exchange lock for the same reason as CloseCom: opening again replaces the port that
+// a refresh thread may still be using.
 int QEL::OpenComm(const char* path) {
-    if (myDevice.UART_Open(path) && myDevice.UART_Init(5000000, 0, 8, 1, 'N')) return 1;
-    myDevice.UART_Close();
-    return 0;
+    pthread_mutex_lock(&hMutex);
+    int opened = myDevice.UART_Open(path) && myDevice.UART_Init(5000000, 0, 8, 1, 'N');
+    if (!opened) myDevice.UART_Close();
+    pthread_mutex_unlock(&hMutex);
+    return opened;
 }
 
 // m_hDevice holds the success value of the open (1, which as a descriptor is standard output),
 // not the port's descriptor: close the port that this object owns and nothing else.
+// The port is closed under the exchange lock: a refresh thread may be inside an exchange on it,
+// and its descriptor must not be closed (and its number reused) under that exchange.
 int QEL::CloseCom() {
+    pthread_mutex_lock(&hMutex);
     myDevice.UART_Close();
+    pthread_mutex_unlock(&hMutex);
     return 1;
 }
 
@@ -80,6 +89,21 @@ int QEL::USB_DataTransmit(unsigned char* request, unsigned int requestLength,
         ErrorCatch(20);
         return 0;
     }
+    return 1;
+}
+
+int QEL::ExchangeByte(uint8_t code, int value, uint8_t* answer, bool requireNonZero) {
+    uint8_t request[5], reply[5];
+    qelframe::begin(request, code);
+    unsigned int body = 2;
+    if (value >= 0) request[body++] = static_cast<uint8_t>(value);
+    qelframe::seal(request, body);
+    if (!USB_DataTransmit(request, body + 2, reply, sizeof reply)) return 0;
+    if (requireNonZero ? !qelframe::acknowledges(reply, code) : !qelframe::echoes(reply, code)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    *answer = reply[2];
     return 1;
 }
 

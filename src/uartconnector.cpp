@@ -3,7 +3,9 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
+#include <stdint.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace hal {
@@ -15,7 +17,9 @@ UartDevices::~UartDevices() { UART_Close(); }
 int UartDevices::UART_Open(const char* path) {
     // Reopening without a close must not leak the descriptor held so far.
     UART_Close();
-    m_iHandle = open(path, O_RDWR | O_NOCTTY | O_CLOEXEC);
+    // Non-blocking: reads wait in poll with a time-out, and a write to a device that stopped
+    // reading must fail rather than block the caller (and the exchange lock) for ever.
+    m_iHandle = open(path, O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     if (m_iHandle == -1) return 0;
     if (settleMicroseconds) usleep(settleMicroseconds);
     ResetCache();
@@ -143,6 +147,12 @@ int UartDevices::UART_Send(unsigned char* buf, int len) {
     return writeWithRetries(m_iHandle, buf, len);
 }
 
+static int64_t nowMs() {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
+}
+
 // Waits until the descriptor has bytes to read. Returns false on a time-out, and true on an
 // error or hang-up as well, so that the read that follows reports it.
 static bool waitReadable(int fd, int timeoutMs) {
@@ -162,10 +172,13 @@ int UartDevices::UART_Recv(unsigned char* buf, int len) {
     // been quiet for the inter-byte time. Never wait for ever for the first byte.
     int got = 0;
     int timeoutMs = kFirstByteTimeoutMs;
+    int64_t deadline = nowMs() + kFirstByteTimeoutMs + kInterByteTimeoutMs;
     while (got < len) {
-        if (!waitReadable(m_iHandle, timeoutMs)) break;
+        int64_t left = deadline - nowMs();
+        if (left <= 0) break;
+        if (!waitReadable(m_iHandle, left < timeoutMs ? static_cast<int>(left) : timeoutMs)) break;
         ssize_t n = read(m_iHandle, buf + got, static_cast<size_t>(len - got));
-        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
         if (n <= 0) return got > 0 ? got : static_cast<int>(n);
         got += static_cast<int>(n);
         timeoutMs = kInterByteTimeoutMs;

@@ -7,17 +7,19 @@
 namespace hal {
 
 // Writes the whole buffer, retrying up to ten times 2 ms apart with the output queue flushed
-// before each retry; returns the count of the last attempt.
+// before each retry; returns the count of the last attempt. On the device's port, which is
+// non-blocking, a device that stopped reading thus fails the write instead of blocking it.
 int writeWithRetries(int fd, unsigned char* buf, int len);
 
 class QEL_API UartDevices {
 public:
     // How long a read waits for the first byte of a reply before giving up with a short
     // count. A device that has died must not hang the caller; a live one answers within
-    // a few hundred microseconds.
-    static const int kFirstByteTimeoutMs = 1000;
+    // a few hundred microseconds, a busy USB bus within a few milliseconds.
+    static const int kFirstByteTimeoutMs = 500;
     // How long the line may stay quiet after a byte before a reply counts as complete: the
-    // 0.1 s inter-byte time of the line settings.
+    // 0.1 s inter-byte time of the line settings. A whole reply, however it trickles in, is
+    // given up after the two together, so that one exchange has a hard bound.
     static const int kInterByteTimeoutMs = 100;
 
     // The device needs this long after its port is opened before it answers reliably.

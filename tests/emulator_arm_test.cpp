@@ -386,3 +386,31 @@ TEST(EmulatedArm, HandScriptsMoveTheHandle) {
         EXPECT_NEAR(p[2], 200, 3);
     }
 }
+
+namespace {
+
+TEST(EmulatorArm, JacobianIsTheDerivativeOfTheHandlePosition) {
+    for (int type : {1, 2}) {
+        ArmModel m(ArmGeometry::forType(type));
+        const double q[3] = {0.7, 0.9, 1.1};
+        setArm(m, q[0], q[1], q[2]);
+        double J[3][3];
+        ASSERT_TRUE(m.jacobian(J));
+        const double h = 1e-6;
+        for (int c = 0; c < 3; ++c) {
+            double plus[3] = {q[0], q[1], q[2]}, minus[3] = {q[0], q[1], q[2]};
+            plus[c] += h;
+            minus[c] -= h;
+            double pp[3], pm[3];
+            setArm(m, plus[0], plus[1], plus[2]);
+            ASSERT_TRUE(m.position(pp));
+            setArm(m, minus[0], minus[1], minus[2]);
+            ASSERT_TRUE(m.position(pm));
+            for (int r = 0; r < 3; ++r)
+                EXPECT_NEAR(J[r][c], (pp[r] - pm[r]) / (2 * h), 1e-4 * (1 + std::fabs(J[r][c])))
+                    << "type " << type << " d p" << r << " / d q" << c;
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,143 @@
+// The force transmission geometry of the delta arm: per arm a fixed link from the base's centre
+// to the shoulder, an actuated link driven by the motor, and a passive parallelogram link to the
+// moving platform; their vectors, the normals of the arms' planes, and the forces the passive
+// links carry for a force on the handle.
+#include "QEL.h"
+
+#include <cmath>
+
+double Enta[3] = {1.5707963 * 1, 1.5707963 * 7 / 3, 1.5707963 * 11 / 3};
+
+namespace {
+
+// At this angle the actuated link lies in the base plane, and the normal's orientation flips.
+const double kQuarterTurn = 1.5707963;
+
+} // namespace
+
+int QEL::ReadArmAngles(double* angles) {
+    // The read also writes the velocities of all six channels.
+    double velocities[6] = {};
+    return GetJointAng(angles, 7, velocities);
+}
+
+// Runs before the device is initialised (initialisation itself calls it), so it asks only for
+// an open port.
+int QEL::CalcuFixedLinkVect(qelVector3D<double>* out) {
+    if (!m_fOpen) {
+        ErrorCatch(1);
+        return 0;
+    }
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    for (int i = 0; i < 3; ++i)
+        out[i].set(-m_DimFixedPlat * std::cos(Enta[i]), -m_DimFixedPlat * std::sin(Enta[i]), 0.0);
+    return 1;
+}
+
+int QEL::CalcuActLinkVect(qelVector3D<double>* out) {
+    if (!CheckReady()) return 0;
+    double theta[6] = {};
+    if (!ReadArmAngles(theta)) return 0;
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    // The joint angle is measured from the z axis.
+    for (int i = 0; i < 3; ++i)
+        out[i].set(m_lenActLink * std::sin(theta[i]) * std::cos(Enta[i]),
+                   m_lenActLink * std::sin(theta[i]) * std::sin(Enta[i]),
+                   m_lenActLink * std::cos(theta[i]));
+    return 1;
+}
+
+int QEL::CalcuPassLinkVect(qelVector3D<double>* out) {
+    if (!CheckReady()) return 0;
+    double theta[6] = {};
+    if (!ReadArmAngles(theta)) return 0;
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    // From the elbow to the platform point: the elbow's distance from the axis is shifted by
+    // the platform's radius, which stands the platform's attachment in for its centre.
+    for (int i = 0; i < 3; ++i) {
+        double r = m_lenActLink * std::sin(theta[i]) + m_DimFixedPlat - m_DimFloatPlat;
+        out[i].set(m_Position[0] - r * std::cos(Enta[i]), m_Position[1] - r * std::sin(Enta[i]),
+                   m_Position[2] - m_lenActLink * std::cos(theta[i]));
+    }
+    return 1;
+}
+
+int QEL::CalcuNormVect(const qelVector3D<double>* act, const qelVector3D<double>* fixed,
+                       qelVector3D<double>* out) {
+    if (!CheckReady()) return 0;
+    double theta[6] = {};
+    if (!ReadArmAngles(theta)) return 0;
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    // Not normalised; oriented so that it keeps its side as the link passes the base plane.
+    for (int i = 0; i < 3; ++i)
+        out[i] = theta[i] > kQuarterTurn ? crossProduct(act[i], fixed[i])
+                                         : crossProduct(fixed[i], act[i]);
+    return 1;
+}
+
+int QEL::CalcuForceTransMatrix(double* pos, double (*out)[3]) {
+    if (!CheckReady()) return 0;
+    // Three reads, the k-th with mask k + 1 at offset k: each writes joint j at offset j from
+    // where it is pointed, so element 0 ends as theta0, element 2 as theta0 (written twice) and
+    // element 1 is never written. Applications have always seen arm 1 computed at angle 0;
+    // the array is zeroed for it, and one spare element (and six velocities past the last
+    // offset) take the writes beyond the three.
+    double theta[4] = {};
+    double velocities[2 + 6] = {};
+    for (int k = 0; k < 3; ++k)
+        if (!GetJointAng(theta + k, static_cast<unsigned char>(k + 1), velocities + k)) return 0;
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    // Column i: the unit vector from the platform point towards elbow i.
+    for (int i = 0; i < 3; ++i) {
+        double r = m_lenActLink * std::sin(theta[i]) + m_DimFixedPlat - m_DimFloatPlat;
+        out[0][i] = (std::cos(Enta[i]) * r - pos[0]) / m_lenPassLink;
+        out[1][i] = (std::sin(Enta[i]) * r - pos[1]) / m_lenPassLink;
+        out[2][i] = (m_lenActLink * std::cos(theta[i]) - pos[2]) / m_lenPassLink;
+    }
+    return 1;
+}
+
+// The passive links' tensions f that balance the force: M f = F, with the matrix last computed
+// into m_ForceTransMatrix.
+int QEL::CalcuLinkForce(const qelVector3D<double>& force, double* out) {
+    if (!CheckReady()) return 0;
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    double inverse[3][3];
+    if (!CalcuInvMatrix(m_ForceTransMatrix, inverse)) return 0;
+    int dof = m_OutputDOF < 3 ? m_OutputDOF : 3;
+    for (int r = 0; r < dof; ++r) {
+        double sum = 0;
+        for (int k = 0; k < dof; ++k) sum += inverse[r][k] * force[k];
+        out[r] = sum;
+    }
+    return 1;
+}
+
+int QEL::CalcuPassLinkForceVect(const qelVector3D<double>* passLink, const double* linkForce,
+                                qelVector3D<double>* out) {
+    if (!CheckReady()) return 0;
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    for (int i = 0; i < 3; ++i) out[i] = normalize(passLink[i]) * linkForce[i];
+    return 1;
+}

@@ -1,0 +1,284 @@
+// The cyclic frames and the calibration registers of the device object, byte for byte against
+// scripted replies. The object is marked initialised by hand so that no refresh thread runs and
+// every frame on the line is the test's own.
+#include <gtest/gtest.h>
+
+#include "ready_device.h"
+
+namespace {
+
+using qeltest::Bytes;
+using qeltest::frame;
+
+struct Channel {
+    uint8_t status;
+    uint32_t raw; // the 24-bit single-turn field as sent
+    uint16_t turns;
+    int16_t velocity;
+    int16_t current;
+};
+
+// A full-frame reply: `channelByte` is byte 2 as the device sends it.
+Bytes fullReply(uint8_t channelByte, const std::vector<Channel>& channels, uint16_t status) {
+    Bytes body(65, 0);
+    body[0] = 0xBE;
+    body[1] = 0xB0;
+    body[2] = channelByte;
+    for (size_t i = 0; i < channels.size() && i < 6; ++i) {
+        uint8_t* b = body.data() + 3 + 10 * i;
+        const Channel& c = channels[i];
+        b[0] = c.status;
+        b[1] = c.raw & 0xFF;
+        b[2] = (c.raw >> 8) & 0xFF;
+        b[3] = (c.raw >> 16) & 0xFF;
+        b[4] = c.turns & 0xFF;
+        b[5] = c.turns >> 8;
+        b[6] = static_cast<uint16_t>(c.velocity) >> 8;
+        b[7] = static_cast<uint16_t>(c.velocity) & 0xFF;
+        b[8] = static_cast<uint16_t>(c.current) >> 8;
+        b[9] = static_cast<uint16_t>(c.current) & 0xFF;
+    }
+    body[63] = status & 0xFF; // little-endian in this frame
+    body[64] = status >> 8;
+    return frame(body);
+}
+
+class CyclicFrames : public qeltest::ReadyScriptedDeviceTest {
+protected:
+    // One full-frame exchange with the object's own buffers as the refresh thread passes them.
+    int exchange(unsigned char channels = 6) {
+        return device.MultiaxialControl(3, channels, ctrl, target, velocity, motor, &command,
+                                        &respMotors, &respChannels, status, enc, vel, current,
+                                        &deviceState);
+    }
+
+    unsigned char ctrl[6] = {1, 2, 3, 4, 5, 6};
+    unsigned int target[6] = {74565, 0, 0x00FFFFFF, 0, 0, 0x12345678};
+    short velocity[6] = {-2, 0x0102, 0, 0, 0, 0};
+    short motor[6] = {-29536, 3200, 0, 0, 0, 0};
+    unsigned short command = 0xA1B2;
+    unsigned char respMotors = 0, respChannels = 0;
+    // One element of slack on each output: a reply that claims more than six channels must
+    // not write past the sixth.
+    unsigned char status[7] = {};
+    unsigned int enc[7] = {};
+    short vel[7] = {};
+    short current[7] = {};
+    unsigned short deviceState = 0;
+};
+
+TEST_F(CyclicFrames, FullRequestCarriesEveryFieldAsTabled) {
+    peer->reply(fullReply(0x63, {}, 0));
+    ASSERT_EQ(exchange(), 1);
+    Bytes sent = peer->requests().at(0);
+    ASSERT_EQ(sent.size(), 67u);
+    Bytes expected(65, 0);
+    expected[0] = 0xBE;
+    expected[1] = 0xB0;
+    expected[2] = 0x63;
+    // Channel 0: the 74,565 target is its low half 9,029 doubled (18,058) and high half 1.
+    Bytes channel0 = {0x01, 0x8A, 0x46, 0x00, 0x01, 0x00, 0xFF, 0xFE, 0x8C, 0xA0};
+    Bytes channel1 = {0x02, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x02, 0x0C, 0x80};
+    // A low half of 0xFFFF doubles into the 24-bit field's third byte.
+    Bytes channel2 = {0x03, 0xFE, 0xFF, 0x01, 0xFF, 0x00, 0x00, 0x00, 0x00, 0x00};
+    Bytes channel5 = {0x06, 0xF0, 0xAC, 0x00, 0x34, 0x12, 0x00, 0x00, 0x00, 0x00};
+    std::copy(channel0.begin(), channel0.end(), expected.begin() + 3);
+    std::copy(channel1.begin(), channel1.end(), expected.begin() + 13);
+    std::copy(channel2.begin(), channel2.end(), expected.begin() + 23);
+    expected[33] = 4;
+    expected[43] = 5;
+    std::copy(channel5.begin(), channel5.end(), expected.begin() + 53);
+    expected[63] = 0xA1; // the command word, big-endian
+    expected[64] = 0xB2;
+    EXPECT_EQ(sent, frame(expected));
+
+    // With fewer channels the checksum follows the last one and the rest of the 67 bytes are 0.
+    peer->reply(fullReply(0x23, {}, 0));
+    ASSERT_EQ(exchange(2), 1);
+    sent = peer->requests().at(1);
+    ASSERT_EQ(sent.size(), 67u);
+    EXPECT_EQ(sent[2], 0x23);
+    Bytes head(sent.begin(), sent.begin() + 27);
+    Bytes expectedHead(expected.begin(), expected.begin() + 23);
+    expectedHead[2] = 0x23;
+    expectedHead.push_back(0xA1);
+    expectedHead.push_back(0xB2);
+    EXPECT_EQ(head, frame(expectedHead));
+    EXPECT_EQ(Bytes(sent.begin() + 27, sent.end()), Bytes(40, 0));
+}
+
+TEST_F(CyclicFrames, FullReplyIsDecodedAndItsChannelCountBounded) {
+    peer->reply(fullReply(0xF3,
+                          {{0x11, 0x000001, 7, -1, 300},
+                           {0x22, 0xFFFFFE, 0, 0x1234, -300},
+                           {0, 2 * 12345, 0, 0, 0},
+                           {0, 0, 0, 0, 0},
+                           {0, 0, 0, 0, 0},
+                           {0x66, 2 * 777, 0, 6, 66}},
+                          0x0201));
+    status[6] = 0xEE;
+    enc[6] = 0xEEEE;
+    ASSERT_EQ(exchange(), 1);
+    EXPECT_EQ(respMotors, 3);
+    EXPECT_EQ(respChannels, 15);
+    EXPECT_EQ(status[0], 0x11);
+    EXPECT_EQ(status[1], 0x22);
+    EXPECT_EQ(status[5], 0x66);
+    EXPECT_EQ(status[6], 0xEE) << "a seventh channel was written";
+    EXPECT_EQ(enc[6], 0xEEEEu) << "a seventh channel was written";
+    // Raw 1 is a single-turn count of 0; the turn count is not used.
+    EXPECT_EQ(enc[0], 0u);
+    EXPECT_EQ(enc[1], 0x7FFFFFu);
+    EXPECT_EQ(enc[2], 12345u);
+    EXPECT_EQ(enc[5], 777u);
+    EXPECT_EQ(device.m_EncoderSingleValue[2], 12345u);
+    EXPECT_EQ(vel[0], -1);
+    EXPECT_EQ(vel[1], 0x1234);
+    EXPECT_EQ(current[0], 300);
+    EXPECT_EQ(current[1], -300);
+    EXPECT_EQ(current[5], 66);
+    EXPECT_EQ(deviceState, 0x0201);
+
+    // A reply with another header is invalid data and leaves every measurement in place.
+    Bytes wrong = fullReply(0x63, {{9, 2 * 99, 0, 9, 9}}, 9);
+    wrong[0] = 0xBF;
+    wrong.resize(65);
+    peer->reply(frame(wrong));
+    EXPECT_EQ(exchange(), 0);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    EXPECT_EQ(enc[0], 0u);
+    EXPECT_EQ(vel[0], -1);
+    EXPECT_EQ(deviceState, 0x0201);
+
+    // With that error pending nothing more is sent.
+    EXPECT_EQ(exchange(), 0);
+    EXPECT_EQ(peer->requests().size(), 2u);
+}
+
+TEST_F(CyclicFrames, CalibratedCountsUnwrapAcrossZeroAndHoldSmallDips) {
+    device.m_fCalibrate = true;
+    device.m_EncoderResolution = 8192;
+    for (int i = 0; i < 6; ++i) {
+        device.m_EncoderMinValue[i] = 1000;
+        device.m_EncoderMaxValue[i] = 5000;
+    }
+    device.m_EncoderMaxValue[4] = 100;
+    device.m_EncoderMinValue[5] = 20; // min - 50 wraps: every count counts as wrapped
+    peer->reply(fullReply(0x63,
+                          {{0, 2 * 900, 0, 0, 0},
+                           {0, 2 * 960, 0, 0, 0},
+                           {0, 2 * 950, 0, 0, 0},
+                           {0, 2 * 4000, 0, 0, 0},
+                           {0, 2 * 500, 0, 0, 0},
+                           {0, 2 * 4000, 0, 0, 0}},
+                          0));
+    ASSERT_EQ(exchange(), 1);
+    EXPECT_EQ(enc[0], 9092u);        // wrapped past zero
+    EXPECT_EQ(enc[1], 1000u);        // a dip of less than 50 is held at the minimum
+    EXPECT_EQ(enc[2], 950u);         // exactly 50 below is neither
+    EXPECT_EQ(enc[3], 4000u);        // in range
+    EXPECT_EQ(enc[4], 8192u + 100u); // limited to resolution + maximum
+    EXPECT_EQ(enc[5], 8192u + 4000u);
+    EXPECT_EQ(device.m_EncoderSingleValue[0], 900u);
+}
+
+TEST_F(CyclicFrames, ShortFrameCarriesMotorsAndEstimatesVelocityOnceCalibrated) {
+    auto shortReply = [](const uint32_t counts[6], uint16_t status) {
+        Bytes body(40, 0);
+        body[0] = 0xBE;
+        body[1] = 0xAF;
+        for (int i = 0; i < 6; ++i) {
+            uint32_t raw = counts[i] * 2;
+            body[2 + 5 * i] = raw & 0xFF;
+            body[3 + 5 * i] = (raw >> 8) & 0xFF;
+            body[4 + 5 * i] = (raw >> 16) & 0xFF;
+        }
+        Bytes motors = {0x01, 0x02, 0xFF, 0xFE, 0x00, 0x03};
+        std::copy(motors.begin(), motors.end(), body.begin() + 32);
+        body[38] = status >> 8; // big-endian in this frame
+        body[39] = status & 0xFF;
+        return frame(body);
+    };
+    short cmd[3] = {-2, 0x0102, 7};
+    unsigned short word = 0x0304;
+    unsigned int counts[6] = {};
+    short motorValue[3] = {};
+    unsigned short deviceStatus = 0;
+
+    const uint32_t first[6] = {100, 200, 300, 400, 500, 600};
+    peer->reply(shortReply(first, 0x0A0B));
+    ASSERT_EQ(device.SetMotAndGetMotAndGetEnc(cmd, &word, counts, motorValue, &deviceStatus), 1);
+    EXPECT_EQ(peer->requests().at(0),
+              frame({0xBE, 0xAF, 0xFF, 0xFE, 0x01, 0x02, 0x00, 0x07, 0x03, 0x04}));
+    EXPECT_EQ(counts[5], 600u);
+    EXPECT_EQ(motorValue[0], 0x0102);
+    EXPECT_EQ(motorValue[1], -2);
+    EXPECT_EQ(motorValue[2], 3);
+    EXPECT_EQ(deviceStatus, 0x0A0B);
+    EXPECT_EQ(device.m_EncoderVel[0], 0) << "not calibrated: no estimate";
+
+    // Calibrated, frames difference the counts frame to frame. (A zero minimum makes every
+    // count unwrap, to resolution + count limited by the maximum.)
+    device.m_fCalibrate = true;
+    device.m_EncoderResolution = 1 << 20;
+    device.m_EncoderMaxValue[0] = device.m_EncoderMaxValue[1] = 1 << 20;
+    peer->reply(shortReply(first, 0));
+    ASSERT_EQ(device.SetMotAndGetMotAndGetEnc(cmd, &word, counts, motorValue, &deviceStatus), 1);
+    EXPECT_FALSE(device.fFirstFrame);
+    EXPECT_EQ(device.m_EncoderVel[0], 0);
+    EXPECT_EQ(counts[1], (1u << 20) + 200);
+
+    const uint32_t moved[6] = {101, 199, 300, 400, 500, 600};
+    peer->reply(shortReply(moved, 0));
+    ASSERT_EQ(device.SetMotAndGetMotAndGetEnc(cmd, &word, counts, motorValue, &deviceStatus), 1);
+    EXPECT_GT(device.m_EncoderVel[0], 0);
+    EXPECT_LT(device.m_EncoderVel[1], 0);
+    EXPECT_EQ(device.m_EncoderVel[2], 0);
+
+    // A first frame restarts channel 0 only: the flag is cleared while handling it, and the
+    // other channels go on differencing.
+    device.fFirstFrame = true;
+    peer->reply(shortReply(first, 0));
+    ASSERT_EQ(device.SetMotAndGetMotAndGetEnc(cmd, &word, counts, motorValue, &deviceStatus), 1);
+    EXPECT_EQ(device.m_EncoderVel[0], 0);
+    EXPECT_GT(device.m_EncoderVel[1], 0);
+}
+
+TEST_F(CyclicFrames, CalibrationIsWrittenAxisByAxisAndSetEvenWhenTheCommitFails) {
+    unsigned int mins[6] = {0x00010002, 3, 4, 5, 6, 7};
+    unsigned int maxs[6] = {0x00080009, 13, 14, 15, 16, 17};
+    EXPECT_EQ(device.SaveCalibration(mins, maxs, 15), 0);
+    EXPECT_TRUE(peer->requests().empty());
+    EXPECT_FALSE(device.m_fCalibrate);
+
+    // Arm only: the wrist axes are stored as 0. Each limit is two register writes, low half
+    // first; the commit is the last write, and its failure is the result.
+    std::vector<Bytes> writes;
+    for (int j = 0; j < 6; ++j) {
+        uint32_t limits[2] = {j < 3 ? mins[j] : 0, j < 3 ? maxs[j] : 0};
+        for (int k = 0; k < 2; ++k) {
+            uint16_t reg = static_cast<uint16_t>(100 + 4 * j + 2 * k);
+            for (int half = 0; half < 2; ++half) {
+                uint16_t r = static_cast<uint16_t>(reg + half);
+                uint16_t v = static_cast<uint16_t>(half ? limits[k] >> 16 : limits[k]);
+                writes.push_back(
+                    frame({0xBE, 0xAD, static_cast<uint8_t>(r >> 8), static_cast<uint8_t>(r),
+                           static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)}));
+            }
+        }
+    }
+    for (const Bytes& w : writes) peer->reply(w);
+    peer->reply(frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0x00})); // the commit echoes another value
+    EXPECT_EQ(device.SaveCalibration(mins, maxs, 7), 0);
+    std::vector<Bytes> sent = peer->requests();
+    ASSERT_EQ(sent.size(), 25u);
+    for (size_t i = 0; i < writes.size(); ++i) EXPECT_EQ(sent[i], writes[i]) << "write " << i;
+    EXPECT_EQ(sent[24], frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0xAA}));
+    EXPECT_TRUE(device.m_fCalibrate);
+    EXPECT_EQ(device.m_EncoderMinValue[0], 0x00010002u);
+    EXPECT_EQ(device.m_EncoderMaxValue[2], 14u);
+    EXPECT_EQ(device.m_EncoderMinValue[3], 0u);
+    EXPECT_EQ(device.m_EncoderMaxValue[5], 0u);
+}
+
+} // namespace

@@ -1,0 +1,215 @@
+// Force enabling, the drives and the direct motor frames: byte for byte against scripted
+// replies, and end to end against the emulated device.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <vector>
+
+#include "ready_device.h"
+
+namespace {
+
+using qelemu::Fault;
+using qelemu::FaultKind;
+using qeltest::frame;
+
+using DriveFrames = qeltest::ReadyScriptedDeviceTest;
+using Drives = qeltest::ReadyEmulatedDeviceTest;
+
+TEST_F(DriveFrames, EnablingTheDrivesLightsTheirLedOnlyWhenAccepted) {
+    peer->reply(frame({0xBE, 0xA7, 0x01}));
+    peer->reply(frame({0xBE, 0xA5, 0x01}));
+    ASSERT_EQ(device.EnableDevice(true), 1);
+    EXPECT_TRUE(device.m_fDeviceEnable);
+    EXPECT_EQ(device.m_LEDState, 2);
+    auto sent = peer->requests();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0], frame({0xBE, 0xA7, 0x01}));
+    EXPECT_EQ(sent[1], frame({0xBE, 0xA5, 0x02}));
+
+    // A refusal leaves the flag and the LED as they were.
+    peer->reply(frame({0xBE, 0xA7, 0x00}));
+    EXPECT_EQ(device.EnableDevice(false), 0);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    EXPECT_TRUE(device.m_fDeviceEnable);
+    EXPECT_EQ(device.m_LEDState, 2);
+    sent = peer->requests();
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_EQ(sent[2], frame({0xBE, 0xA7, 0x00}));
+
+    // With the refresh thread running the LED rides in the cyclic frame's command word.
+    device.ClearError();
+    device.fThreadRunning = true;
+    peer->reply(frame({0xBE, 0xA7, 0x01}));
+    ASSERT_EQ(device.EnableDevice(false), 1);
+    EXPECT_FALSE(device.m_fDeviceEnable);
+    EXPECT_EQ(device.m_SetCommd & 0xFF, 0);
+    EXPECT_EQ(peer->requests().size(), 4u);
+}
+
+TEST_F(DriveFrames, ForceOffParksTheDeviceButTheFlagStaysSet) {
+    peer->reply(frame({0xBE, 0xA2, 0x01}));
+    ASSERT_EQ(device.SetFrcEnabled(true), 1);
+    EXPECT_TRUE(device.m_fForceEnable);
+    EXPECT_EQ(device.m_OperationMode, 0x22);
+    EXPECT_EQ(peer->requests()[0], frame({0xBE, 0xA2, 0x22}));
+
+    // In the force mode, switching off asks for the mode and then selects the parked one.
+    peer->reply(frame({0xBE, 0xA3, 0x22}));
+    peer->reply(frame({0xBE, 0xA2, 0x01}));
+    ASSERT_EQ(device.SetFrcEnabled(false), 1);
+    auto sent = peer->requests();
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_EQ(sent[1], frame({0xBE, 0xA3}));
+    EXPECT_EQ(sent[2], frame({0xBE, 0xA2, 0x25}));
+    EXPECT_EQ(device.m_OperationMode, 0x25);
+    EXPECT_TRUE(device.m_fForceEnable) << "the flag is not cleared by switching off";
+
+    // In any other mode it only takes note of the mode.
+    peer->reply(frame({0xBE, 0xA3, 0x30}));
+    ASSERT_EQ(device.SetFrcEnabled(false), 1);
+    EXPECT_EQ(peer->requests().size(), 4u);
+    EXPECT_EQ(device.m_OperationMode, 0x30);
+
+    // A refused force mode clears the flag.
+    peer->reply(frame({0xBE, 0xA2, 0x00}));
+    EXPECT_EQ(device.SetFrcEnabled(true), 0);
+    EXPECT_FALSE(device.m_fForceEnable);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    EXPECT_EQ(device.GetFrcEnabled(true), 0) << "nothing answers while an error is pending";
+    device.ClearError();
+    EXPECT_EQ(device.GetFrcEnabled(false), 1) << "1 whatever the flag";
+}
+
+TEST_F(DriveFrames, MotorFramesAreBigEndianAndSignedOnTheWayBack) {
+    short mot[3] = {1, -2, 0x1234};
+    peer->reply(frame({0xBE, 0xA1}));
+    ASSERT_EQ(device.SetMot(mot), 1);
+    EXPECT_EQ(peer->requests()[0], frame({0xBE, 0xA1, 0x00, 0x01, 0xFF, 0xFE, 0x12, 0x34}));
+    EXPECT_EQ(device.m_MotorDACValue[0], 0) << "direct commands bypass the rendered ones";
+
+    // One channel: it joins the rendered commands and all three are sent; the bare
+    // acknowledgement is not inspected.
+    device.m_MotorDACValue[0] = 7;
+    peer->reply(frame({0xBF, 0x00}));
+    ASSERT_EQ(device.SetMot(2, -300), 1);
+    EXPECT_EQ(device.m_MotorDACValue[2], -300);
+    EXPECT_EQ(peer->requests()[1], frame({0xBE, 0xA1, 0x00, 0x07, 0x00, 0x00, 0xFE, 0xD4}));
+    EXPECT_EQ(device.SetMot(3, 1), 0);
+    EXPECT_EQ(device.m_ErrCode, 258);
+    device.ClearError();
+    EXPECT_EQ(device.SetMot(-1, 1), 0);
+    EXPECT_EQ(device.m_ErrCode, 258);
+    EXPECT_EQ(peer->requests().size(), 2u);
+
+    device.ClearError();
+    short read[3] = {0, 0, 0};
+    peer->reply(frame({0xBE, 0xA6, 0x80, 0x00, 0x00, 0x7F, 0xFF, 0xFF}));
+    ASSERT_EQ(device.GetMot(read), 1);
+    EXPECT_EQ(peer->requests()[2], frame({0xBE, 0xA6}));
+    EXPECT_EQ(read[0], -32768);
+    EXPECT_EQ(read[1], 127);
+    EXPECT_EQ(read[2], -1);
+    peer->reply(frame({0xBE, 0xA5, 0x00, 0x01, 0x00, 0x02, 0x00, 0x03}));
+    EXPECT_EQ(device.GetMot(read), 0);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    EXPECT_EQ(read[1], 127) << "the output is left alone";
+
+    // Only the first velocity travels, and a refusal is no error.
+    device.ClearError();
+    unsigned short vel[2] = {0x0102, 0x0304};
+    peer->reply(frame({0xBE, 0xAA, 0x01}));
+    EXPECT_EQ(device.SetMotorVel(vel), 1);
+    EXPECT_EQ(peer->requests()[4], frame({0xBE, 0xAA, 0x01, 0x02}));
+    peer->reply(frame({0xBE, 0xAA, 0x00}));
+    EXPECT_EQ(device.SetMotorVel(vel), 0);
+    EXPECT_EQ(device.m_ErrCode, 0);
+}
+
+TEST_F(DriveFrames, ForceIsHeldForTheRefreshThreadAndNothingIsSent) {
+    double force[3] = {1.5, -2.0, 3.25}, out[3] = {0, 0, 0};
+    ASSERT_EQ(device.SetOpFrc(force), 1);
+    ASSERT_EQ(device.GetOpFrc(out), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(out[i], force[i]);
+    EXPECT_EQ(device.GetOpFrc(nullptr), 0);
+    EXPECT_EQ(device.m_ErrCode, 258);
+
+    device.ClearError();
+    device.m_fForceEnable = device.m_fDeviceEnable = true;
+    EXPECT_EQ(device.SetNullFrc(), 0) << "0 even though it worked";
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(device.m_Force[i], 0.0);
+    EXPECT_TRUE(device.m_fForceEnable && device.m_fDeviceEnable);
+    EXPECT_EQ(device.m_ErrCode, 0);
+
+    EXPECT_EQ(device.PreloadMot(nullptr, 7), 0);
+    EXPECT_EQ(device.SetOutput(1), 0);
+    EXPECT_EQ(device.SetGripperFrcEnabled(true), 0);
+    EXPECT_EQ(device.StartMove(1), 0);
+    EXPECT_EQ(device.m_ErrCode, 0);
+    EXPECT_TRUE(peer->requests().empty());
+}
+
+TEST_F(DriveFrames, NothingIsSentBeforeInitialisationOrWhileAnErrorIsPending) {
+    double force[3] = {1, 2, 3};
+    short mot[3] = {1, 2, 3};
+    unsigned short vel[1] = {5};
+    std::vector<std::function<int()>> operations = {
+        [&] { return device.SetFrcEnabled(true); }, [&] { return device.SetFrcEnabled(false); },
+        [&] { return device.GetFrcEnabled(true); }, [&] { return device.EnableDevice(true); },
+        [&] { return device.SetOpFrc(force); },     [&] { return device.GetOpFrc(force); },
+        [&] { return device.SetMot(mot); },         [&] { return device.SetMot(0, 1); },
+        [&] { return device.GetMot(mot); },         [&] { return device.SetMotorVel(vel); },
+        [&] { return device.StartMove(0); },
+    };
+    for (size_t i = 0; i < operations.size(); ++i) {
+        device.m_fInit = false;
+        device.ClearError();
+        EXPECT_EQ(operations[i](), 0) << "operation " << i;
+        EXPECT_EQ(device.m_ErrCode, 2) << "operation " << i;
+
+        // A pending error blocks silently: the code stays the earlier one.
+        device.m_fInit = true;
+        device.ErrorCatch(20);
+        EXPECT_EQ(operations[i](), 0) << "operation " << i;
+        EXPECT_EQ(device.m_ErrCode, 20) << "operation " << i;
+    }
+    EXPECT_EQ(force[0], 1.0);
+    EXPECT_TRUE(peer->requests().empty());
+    EXPECT_FALSE(device.m_fForceEnable || device.m_fDeviceEnable);
+}
+
+TEST_F(Drives, DrivesModesAndMotorCommandsReachTheDeviceAndCloseSwitchesThemOff) {
+    ASSERT_EQ(device.EnableDevice(true), 1);
+    EXPECT_TRUE(emulated().drivesEnabled());
+    EXPECT_EQ(emulated().leds(), 2);
+
+    ASSERT_EQ(device.SetFrcEnabled(true), 1);
+    EXPECT_EQ(emulated().mode(), 0x22);
+
+    short mot[3] = {1000, -2000, 32767}, read[3] = {0, 0, 0};
+    ASSERT_EQ(device.SetMot(mot), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(emulated().motorCommand(i), mot[i]);
+    ASSERT_EQ(device.GetMot(read), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(read[i], mot[i]);
+    unsigned short vel = 0xBEEF;
+    ASSERT_EQ(device.SetMotorVel(&vel), 1);
+    EXPECT_EQ(emulated().motorVelocity(), 0xBEEF);
+
+    ASSERT_EQ(device.SetFrcEnabled(false), 1);
+    EXPECT_EQ(emulated().mode(), 0x25);
+
+    // A refused drive frame leaves the host's flag as it was.
+    emulated().injectFault(Fault::next(FaultKind::ZeroAck));
+    EXPECT_EQ(device.EnableDevice(false), 0);
+    EXPECT_EQ(device.m_ErrCode, 257);
+    EXPECT_TRUE(device.m_fDeviceEnable);
+    device.ClearError();
+
+    ASSERT_EQ(device.SetLED(1, true), 1);
+    EXPECT_EQ(emulated().leds(), 3);
+    ASSERT_EQ(device.Close(), 1);
+    EXPECT_FALSE(emulated().drivesEnabled());
+    EXPECT_EQ(emulated().leds(), 0);
+}
+
+} // namespace

@@ -1,0 +1,400 @@
+// The device runtime against the emulated device: initialisation and the device models, the
+// refresh thread's traffic and rate, calibration in the device's registers, and the lifetime of
+// the thread when devices are closed, dead or reopened.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <thread>
+
+#include "QEL.h"
+#include "QEL_OPEN.h"
+#include "emulator.h"
+#include "fixtures.h"
+
+namespace {
+
+using qelemu::Fault;
+using qelemu::FaultKind;
+using Clock = std::chrono::steady_clock;
+
+bool waitUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
+    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!done()) {
+        if (Clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return true;
+}
+
+int threadsOfThisProcess() {
+    int count = 0;
+    DIR* dir = opendir("/proc/self/task");
+    while (struct dirent* entry = readdir(dir))
+        if (entry->d_name[0] != '.') ++count;
+    closedir(dir);
+    return count;
+}
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+qelemu::DeviceOptions deviceOfType(int type, uint32_t serial = 0) {
+    qelemu::DeviceOptions d;
+    d.type = type;
+    d.serialNumber = serial;
+    return d;
+}
+
+class Runtime : public qeltest::InterfaceTest {
+protected:
+    void TearDown() override {
+        objects.clear();
+        qeltest::InterfaceTest::TearDown();
+        emulator.reset();
+    }
+    qelemu::Emulator& start(std::vector<qelemu::DeviceOptions> devices) {
+        qelemu::EmulatorOptions options;
+        options.devices = static_cast<int>(devices.size());
+        options.device = devices;
+        emulator.reset(new qelemu::Emulator(options));
+        EXPECT_EQ(QEL::GetDeviceCount(), options.devices);
+        return *emulator;
+    }
+    // A device object of the test's own, opened on port n (1-based).
+    QEL& open(int n) {
+        objects.emplace_back(new QEL());
+        EXPECT_EQ(objects.back()->Open(n), n);
+        return *objects.back();
+    }
+    // The refresh thread has exchanged at least `frames` more full frames with the device.
+    bool passes(qelemu::Device& device, uint64_t frames = 3) {
+        uint64_t from = device.frames(0xB0);
+        return waitUntil([&] { return device.frames(0xB0) >= from + frames; });
+    }
+    std::unique_ptr<qelemu::Emulator> emulator;
+    std::vector<std::unique_ptr<QEL>> objects;
+};
+
+TEST_F(Runtime, InitialisationReadsTheDeviceAndLoadsTheModelOfItsType) {
+    qelemu::Emulator& emu = start({deviceOfType(1, 4242), deviceOfType(2)});
+    QEL& one = open(1);
+    QEL& two = open(2);
+    ASSERT_EQ(one.Initialize(), 1);
+    ASSERT_EQ(two.Initialize(), 1);
+
+    EXPECT_EQ(one.m_SerialNumber, 4242u);
+    EXPECT_EQ(two.m_SerialNumber, 10002u);
+    EXPECT_EQ(one.m_EncoderResolution, 1u << 20);
+    EXPECT_EQ(one.m_NominalTorque, 100);
+    EXPECT_EQ(one.m_NominalCurrent, 2000);
+    EXPECT_EQ(one.m_DeviceType, 1);
+    EXPECT_EQ(two.m_DeviceType, 2);
+    EXPECT_TRUE(one.m_fInit);
+    EXPECT_STREQ(one.m_SystemName, "QEL SDK 1.1.1.1");
+    EXPECT_TRUE(one.m_fBase && one.m_fWrist && one.m_fLeftHanded);
+    EXPECT_FALSE(one.m_fGipper || one.m_fActiveWrist || one.m_fForceEnable);
+    EXPECT_EQ(one.m_MaxDamping, 0.1);
+    EXPECT_EQ(one.m_TimeOutCali, 1);
+
+    // The model tables, digit for digit.
+    EXPECT_EQ(one.m_NumofMotor, 3);
+    EXPECT_EQ(one.m_InputDOF, 6);
+    EXPECT_EQ(one.m_OutputDOF, 3);
+    EXPECT_EQ(one.m_lenActLink, 97.0);
+    EXPECT_EQ(one.m_lenPassLink, 148.0);
+    EXPECT_EQ(one.m_DimFixedPlat, 80.25);
+    EXPECT_EQ(one.m_lenActLinkGrav, 15.282);
+    EXPECT_EQ(one.m_gActLink, 0.1397);
+    EXPECT_EQ(one.m_gPassLink, 0.08934);
+    EXPECT_EQ(one.m_Beta, 1.5707963);
+    EXPECT_EQ(one.m_Lambuta, 0.0);
+    EXPECT_EQ(one.m_DeltaAngRange, 88.0);
+    EXPECT_EQ(one.m_DefAng[0], 86.5);
+    EXPECT_EQ(one.m_DefAng[5], 167.5);
+    EXPECT_EQ(one.m_TransRat[2], 20.0);
+    EXPECT_EQ(one.m_TorqueConstant, 48.6);
+    EXPECT_EQ(one.m_SprK, 0.0) << "type 1 has no spring";
+
+    EXPECT_EQ(two.m_lenActLink, 70.0);
+    EXPECT_EQ(two.m_lenPassLink, 146.0);
+    EXPECT_EQ(two.m_DimFixedPlat, 75.0);
+    EXPECT_EQ(two.m_gFloatPlat, 0.475);
+    EXPECT_EQ(two.m_Beta, 0.9454448396777778);
+    EXPECT_EQ(two.m_Lambuta, 0.5235987666666666);
+    EXPECT_EQ(two.m_RollAngRange, 335.0);
+    EXPECT_EQ(two.m_DefAng[1], 149.0);
+    EXPECT_EQ(two.m_DefAng[3], 120.0);
+    EXPECT_EQ(two.m_TransRat[0], 11.89);
+    EXPECT_EQ(two.m_SprRadius, 13.5);
+    EXPECT_EQ(two.m_SprK, 0.74);
+    EXPECT_EQ(two.m_SprInitLen, 12.5); // register 132 holds 1250
+    EXPECT_EQ(two.m_SprInitForce, 0.0);
+
+    // The fixed links come from the dimensions held before the call: none the first time, the
+    // loaded model's after initialising again.
+    EXPECT_EQ(one.m_FixedLinkVect[0].m_p[0], 0.0);
+    EXPECT_TRUE(passes(emu.device(0)));
+    ASSERT_EQ(one.Close(), 1);
+    ASSERT_EQ(one.Open(1), 1);
+    ASSERT_EQ(one.Initialize(), 1);
+    // The arms sit at 90, 210 and 330 degrees as derived from the truncated quarter turn
+    // 1.5707963, which shows in the sixth digit.
+    EXPECT_DOUBLE_EQ(one.m_FixedLinkVect[0].m_p[1], -80.25 * std::sin(1.5707963));
+    EXPECT_DOUBLE_EQ(one.m_FixedLinkVect[1].m_p[0], -80.25 * std::cos(1.5707963 * 7 / 3));
+    EXPECT_NEAR(one.m_FixedLinkVect[1].m_p[0], 80.25 * std::sqrt(3.0) / 2, 1e-5);
+    EXPECT_TRUE(passes(emu.device(0)));
+}
+
+TEST_F(Runtime, UnknownTypeKeepsThePreviousModelAndSerialZeroCannotInitialise) {
+    qelemu::Emulator& emu = start({deviceOfType(2), deviceOfType(1)});
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+    ASSERT_EQ(device.Close(), 1);
+    emu.device(0).setType(7);
+    ASSERT_EQ(device.Open(1), 1);
+    ASSERT_EQ(device.Initialize(), 1);
+    EXPECT_EQ(device.m_DeviceType, 7);
+    EXPECT_EQ(device.m_lenActLink, 70.0) << "the type-2 model stays";
+    EXPECT_EQ(device.m_SprK, 0.74);
+    EXPECT_TRUE(passes(emu.device(0))) << "an unknown type still runs the thread";
+    ASSERT_EQ(device.Close(), 1);
+
+    // A fresh object knows no model at all.
+    QEL& fresh = open(1);
+    ASSERT_EQ(fresh.Initialize(), 1);
+    EXPECT_EQ(fresh.m_lenActLink, 0.0);
+
+    emu.device(1).setSerialNumber(0);
+    QEL& nameless = open(2);
+    EXPECT_EQ(nameless.Initialize(), 0);
+    EXPECT_FALSE(nameless.m_fInit);
+    EXPECT_EQ(nameless.m_ErrCode, 0) << "no error of its own";
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(emu.device(1).frames(0xB0), 0u) << "no thread started";
+
+    // A parameter that cannot be read stops initialisation with the read's error.
+    emu.device(1).setSerialNumber(5);
+    emu.device(1).injectFault(Fault::onCode(FaultKind::CorruptChecksum, 0xAC));
+    EXPECT_EQ(nameless.Initialize(), 0);
+    EXPECT_EQ(nameless.m_ErrCode, 20);
+    emu.device(1).clearFaults();
+
+    QEL closed;
+    EXPECT_EQ(closed.Initialize(), 0);
+    EXPECT_EQ(closed.m_ErrCode, 1);
+    EXPECT_FALSE(closed.m_fInit);
+}
+
+TEST_F(Runtime, QelInitBringsTheDeviceUpThroughTheInterface) {
+    qelemu::Emulator& emu = start({deviceOfType(2, 31337)});
+    ASSERT_EQ(qelSetDevice(1), 1);
+    EXPECT_EQ(qelInit(1), 0);
+    qeltest::expectLastError(2, 1, "Device Not Open");
+    ASSERT_EQ(qelOpen(), 1);
+    ASSERT_EQ(qelInit(-1), 1);
+    unsigned int serial = 0;
+    ASSERT_EQ(qelGetSerialNumber(&serial, 1), 1);
+    EXPECT_EQ(serial, 31337u);
+    EXPECT_TRUE(passes(emu.device(0)));
+    ASSERT_EQ(qelClose(1), 1);
+    uint64_t after = emu.device(0).frames(0xB0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(emu.device(0).frames(0xB0), after) << "the thread stopped with the device";
+}
+
+TEST_F(Runtime, EncoderCountsFollowTheArmAcrossTheSingleTurnWrap) {
+    qelemu::Emulator& emu = start({deviceOfType(1)});
+    qelemu::Device& arm = emu.device(0);
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+    ASSERT_EQ(device.GetCalibration(), 1);
+    EXPECT_TRUE(device.m_fCalibrate);
+    EXPECT_EQ(device.m_EncoderMinValue[0], 948576u);
+    EXPECT_EQ(device.m_EncoderMinValue[3], 100000u);
+
+    // The calibrated range of the arm joints crosses the single-turn wrap at 2^20: at 80
+    // degrees the count is below it, at 40 and 5 degrees the device's single-turn count has
+    // wrapped and the host must add the turn back.
+    const double degree = 3.14159265358979 / 180;
+    for (double angle : {80.0, 40.0, 5.0}) {
+        double q[6] = {angle * degree, (angle - 3) * degree, (angle + 3) * degree, 0.1, -0.2, 0.3};
+        arm.setJointAngles(q);
+        uint32_t expected[6];
+        for (int i = 0; i < 6; ++i) expected[i] = arm.countForAngle(i, q[i]);
+        bool wrapped = expected[0] >= (1u << 20);
+        EXPECT_EQ(wrapped, angle < 50) << angle;
+        EXPECT_TRUE(waitUntil([&] {
+            for (int i = 0; i < 6; ++i)
+                if (device.m_EncoderValue[i] != expected[i]) return false;
+            return true;
+        })) << "at "
+            << angle << " degrees channel 0 reads " << device.m_EncoderValue[0]
+            << ", the device counts " << expected[0];
+        EXPECT_EQ(device.m_EncoderSingleValue[0], expected[0] % (1u << 20));
+    }
+}
+
+TEST_F(Runtime, ComFreqCountsTheFramesTheDeviceAnswers) {
+    qelemu::Emulator& emu = start({deviceOfType(1)});
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+
+    // m_ComFreq changes once a second, counting the passes of the second before. Between two
+    // changes the device must have answered that many frames.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        double first = device.m_ComFreq;
+        ASSERT_TRUE(waitUntil([&] { return device.m_ComFreq != first; }));
+        uint64_t framesAtFirst = emu.device(0).frames(0xB0);
+        auto firstChange = Clock::now();
+        double second = device.m_ComFreq;
+        ASSERT_TRUE(waitUntil([&] { return device.m_ComFreq != second; }));
+        uint64_t framesAtSecond = emu.device(0).frames(0xB0);
+        double reported = device.m_ComFreq;
+        // Two periods with the very same count would look like one; measure again.
+        if (secondsSince(firstChange) > 1.5) continue;
+        double counted = static_cast<double>(framesAtSecond - framesAtFirst);
+        EXPECT_GT(reported, 100.0);
+        EXPECT_NEAR(counted, reported, 0.05 * reported);
+        return;
+    }
+    FAIL() << "m_ComFreq did not change once a second";
+}
+
+TEST_F(Runtime, CommandsReachTheDeviceAsTabledWithVelocityDamping) {
+    qelemu::Emulator& emu = start({deviceOfType(1)});
+    qelemu::Device& arm = emu.device(0);
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+
+    // The thread damps the motor command by 200 units per unit of the velocity the device
+    // reported, outside a dead band of 15, wrapping to 16 bits.
+    arm.setEncoderVelocity(0, 16);
+    arm.setEncoderVelocity(1, -16);
+    arm.setEncoderVelocity(2, 15);
+    device.m_MotorDACValue[0] = device.m_MotorDACValue[1] = device.m_MotorDACValue[2] = 1000;
+    for (int i = 0; i < 6; ++i) device.m_CtrlWord[i] = static_cast<uint8_t>(0x10 + i);
+    device.m_EncoderTarget[0] = 74565;
+    device.m_EncoderTarget[4] = 0xFFFFFF;
+    device.m_MotVelTarget[1] = -1234;
+    device.m_SetCommd = 0xBEEF;
+    ASSERT_TRUE(passes(arm, 5));
+    qelemu::CyclicRequest sent = arm.lastCyclic();
+    EXPECT_EQ(sent.motorCount, 3);
+    EXPECT_EQ(sent.channelCount, 6);
+    EXPECT_EQ(sent.control[0], 0x10);
+    EXPECT_EQ(sent.control[5], 0x15);
+    EXPECT_EQ(sent.target[0], 74565u);
+    EXPECT_EQ(sent.target[4], 0xFFFFFFu);
+    EXPECT_EQ(sent.velocityTarget[1], -1234);
+    EXPECT_EQ(sent.commandWord, 0xBEEF);
+    EXPECT_EQ(sent.motor[0], 1000 - 3200);
+    EXPECT_EQ(sent.motor[1], 1000 + 3200);
+    EXPECT_EQ(sent.motor[2], 1000);
+    EXPECT_EQ(device.m_EncoderVel[0], 16);
+
+    arm.setEncoderVelocity(0, -20);
+    device.m_MotorDACValue[0] = 32000;
+    ASSERT_TRUE(passes(arm, 5));
+    EXPECT_EQ(arm.lastCyclic().motor[0], -29536) << "36000 wrapped, not saturated";
+}
+
+TEST_F(Runtime, SavedCalibrationLandsInTheRegistersAndSurvivesARestart) {
+    char path[] = "/tmp/qel-calibration-XXXXXX";
+    int fd = mkstemp(path);
+    ASSERT_GE(fd, 0);
+    close(fd);
+    unlink(path);
+    qelemu::DeviceOptions options = deviceOfType(1);
+    options.stateFile = path;
+    qelemu::Emulator& emu = start({options});
+    qelemu::Device& arm = emu.device(0);
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+
+    unsigned int mins[6] = {900000, 900001, 900002, 70000, 70001, 70002};
+    unsigned int maxs[6] = {1200000, 1200001, 1200002, 170000, 170001, 170002};
+    EXPECT_EQ(device.SaveCalibration(mins, maxs, 15), 0);
+    EXPECT_EQ(device.m_ErrCode, 0);
+    EXPECT_FALSE(device.m_fCalibrate);
+    EXPECT_EQ(arm.reg32(100), 948576u) << "a refused mask writes nothing";
+
+    for (unsigned char mask : {7, 63, 127}) {
+        ASSERT_EQ(device.SaveCalibration(mins, maxs, mask), 1) << int(mask);
+        EXPECT_TRUE(device.m_fCalibrate);
+        arm.restart();
+        bool wrist = mask != 7;
+        for (int j = 0; j < 6; ++j) {
+            bool stored = j < 3 || wrist;
+            EXPECT_EQ(arm.reg32(static_cast<uint16_t>(100 + 4 * j)), stored ? mins[j] : 0u)
+                << "mask " << int(mask) << " axis " << j;
+            EXPECT_EQ(arm.reg32(static_cast<uint16_t>(102 + 4 * j)), stored ? maxs[j] : 0u)
+                << "mask " << int(mask) << " axis " << j;
+        }
+        mins[3] += 1000; // the next save must be seen to land
+    }
+
+    ASSERT_EQ(device.Close(), 1);
+    QEL& other = open(1);
+    ASSERT_EQ(other.Initialize(), 1);
+    ASSERT_EQ(other.GetCalibration(), 1);
+    EXPECT_EQ(other.m_EncoderMaxValue[5], 170002u);
+    EXPECT_EQ(other.AutoCalibrate(), 0);
+    unlink(path);
+}
+
+TEST_F(Runtime, CloseReturnsPromptlyMidExchangeAndFromADeadDevice) {
+    qelemu::Emulator& emu = start({deviceOfType(1), deviceOfType(1)});
+    ASSERT_EQ(qelOpenID(1), 1);
+    ASSERT_EQ(qelInit(1), 1);
+    ASSERT_EQ(qelOpenID(2), 2);
+    ASSERT_EQ(qelInit(2), 1);
+    ASSERT_TRUE(passes(emu.device(0)));
+
+    // Every reply now takes 300 ms, so a close always finds the thread inside an exchange.
+    emu.device(0).injectFault(Fault::everyNth(FaultKind::Delay, 1).pause(300));
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    auto start = Clock::now();
+    EXPECT_EQ(qelClose(1), 1);
+    EXPECT_LT(secondsSince(start), 2.0);
+
+    // A device that stops answering altogether: its port stays, nobody reads or writes it.
+    ASSERT_TRUE(passes(emu.device(1)));
+    emu.stop();
+    start = Clock::now();
+    EXPECT_EQ(qelClose(2), 1);
+    EXPECT_LT(secondsSince(start), 2.0);
+}
+
+TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
+    qelemu::Emulator& emu = start({deviceOfType(1)});
+    int baseline = threadsOfThisProcess();
+    for (int cycle = 0; cycle < 100; ++cycle) {
+        ASSERT_EQ(qelOpen(), 1) << cycle;
+        ASSERT_EQ(qelInit(1), 1) << cycle;
+        if (cycle % 10 == 0) {
+            ASSERT_EQ(qelInit(1), 1) << "a second thread on the object";
+        }
+        ASSERT_EQ(qelClose(1), 1) << cycle;
+    }
+    EXPECT_EQ(threadsOfThisProcess(), baseline);
+
+    // Reopening a device object whose thread was told to stop lets that thread go first.
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+    ASSERT_EQ(device.Initialize(), 1);
+    EXPECT_TRUE(passes(emu.device(0)));
+    ASSERT_EQ(device.Close(), 1);
+    ASSERT_EQ(device.Open(1), 1);
+    EXPECT_EQ(threadsOfThisProcess(), baseline);
+    ASSERT_EQ(device.Initialize(), 1);
+    EXPECT_EQ(threadsOfThisProcess(), baseline + 1);
+}
+
+} // namespace
