@@ -39,11 +39,11 @@ int QEL::CalcuInvMatrix(double (*in)[3], double (*out)[3]) {
 #pragma GCC unroll 6
             for (int j = 5; j >= 0; --j) M[k][j] = M[i][j] * f + M[k][j];
         }
-        // Scaling each row by its pivot: the inverse's columns are divided by the pivot as it
-        // stands after the elimination. The left half, which would become the identity, is not
-        // part of the result and is left unscaled.
 #pragma GCC unroll 3
     for (int i = 0; i < 3; ++i) {
+        // Each row's inverse columns are divided by the pivot as it stands after the
+        // elimination. The left half, which would become the identity, is not part of the
+        // result and is left unscaled.
         const double pivot = M[i][i];
 #pragma GCC unroll 3
         for (int j = 0; j < 3; ++j) out[i][j] = M[i][j + 3] / pivot;
