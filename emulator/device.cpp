@@ -204,8 +204,10 @@ uint32_t Device::countLocked(int channel, const double q[6]) const {
 
 int16_t Device::velocityLocked(int channel, const double qdot[6]) const {
     if (velocityPin_[channel]) return *velocityPin_[channel];
-    // The count rises as the angle falls; one unit is 1/128 turn per second.
-    return saturate16(-qdot[channel] / (2 * kPi) * 128.0);
+    // One unit is 1/128 joint turn per second, counted positive as the joint angle rises (the
+    // count falls): the sign under which the host's velocity term, which subtracts 200 motor
+    // units per unit outside a dead band of 15, damps the motion, as it must on the device.
+    return saturate16(qdot[channel] / (2 * kPi) * 128.0);
 }
 
 int16_t Device::currentLocked(int channel) const {

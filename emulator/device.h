@@ -17,8 +17,11 @@
 //   crosses the single-turn wrap at 1048576; the wrist's lower limit 100000 and upper limit
 //   lower + its range (240, 115/125, 320/335 degrees);
 // - encoder velocity: 1/128 of a joint turn per second (2.8125 degrees/s) per unit, signed
-//   16-bit, of the count (the count rises as the joint angle falls); the host's damping dead
-//   band of 15 units is thus about 42 degrees/s;
+//   16-bit, positive as the joint angle rises (the count falls). The host subtracts 200 motor
+//   units per unit from its motor commands outside a dead band of 15 units (about 42
+//   degrees/s); with a positive motor command driving the angle up, only this sign makes that
+//   term a damping. The host's joint velocity, -2 pi v / resolution, therefore runs opposite
+//   to the joint's motion;
 // - motor current: motor command / 32767 * nominal current while the drives are on, else 0.
 //
 // Encoder count of channel i: min_i + (DefAng_i - angle_i) / 360 * resolution, rounded, modulo

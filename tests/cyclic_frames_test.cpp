@@ -3,6 +3,9 @@
 // every frame on the line is the test's own.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <thread>
+
 #include "ready_device.h"
 
 namespace {
@@ -228,7 +231,10 @@ TEST_F(CyclicFrames, ShortFrameCarriesMotorsAndEstimatesVelocityOnceCalibrated) 
     EXPECT_EQ(device.m_EncoderVel[0], 0);
     EXPECT_EQ(counts[1], (1u << 20) + 200);
 
+    // Frames a few milliseconds apart, so that a count or two per frame stays well inside the
+    // 16-bit rate (frames microseconds apart would wrap it, as the device's rates do).
     const uint32_t moved[6] = {101, 199, 300, 400, 500, 600};
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
     peer->reply(shortReply(moved, 0));
     ASSERT_EQ(device.SetMotAndGetMotAndGetEnc(cmd, &word, counts, motorValue, &deviceStatus), 1);
     EXPECT_GT(device.m_EncoderVel[0], 0);
@@ -238,6 +244,7 @@ TEST_F(CyclicFrames, ShortFrameCarriesMotorsAndEstimatesVelocityOnceCalibrated) 
     // A first frame restarts channel 0 only: the flag is cleared while handling it, and the
     // other channels go on differencing.
     device.fFirstFrame = true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
     peer->reply(shortReply(first, 0));
     ASSERT_EQ(device.SetMotAndGetMotAndGetEnc(cmd, &word, counts, motorValue, &deviceStatus), 1);
     EXPECT_EQ(device.m_EncoderVel[0], 0);
