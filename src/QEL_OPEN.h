@@ -1,5 +1,6 @@
 // The library's exported interface: a flat set of qel functions that find, open, initialise
-// and close devices, read the handle's state and command forces.
+// and close devices, read the handle's state and command forces. The header compiles as C and
+// as C++; the few functions exported under C++ names are declared for C++ only.
 //
 // Devices are named by a 1-based identifier `ID`, passed last to every device function; -1
 // stands for the current device (qelSetDevice, initially 1). Functions return 1 on success and
@@ -13,8 +14,13 @@
 // A device error stays pending in its device: further device operations fail silently until
 // the device is closed.
 //
-// Units: lengths and positions in millimetres, forces in newtons, angles in radians (functions
-// ending in Deg use degrees, converted with pi taken as 3.1415926).
+// Functions marked "placeholder" only validate the device (and expert mode where marked) and
+// answer with a fixed result; they write none of their outputs.
+//
+// Units: lengths and positions in millimetres (also for velocities: millimetres per the
+// device's velocity period), forces in newtons, angles in radians (functions ending in Deg use
+// degrees, converted with pi taken as 3.1415926), encoder counts unsigned 32-bit, motor
+// commands signed 16-bit with +-32767 standing for +- the motors' nominal torque.
 //
 // The interface keeps global state without locks: call it from one application thread.
 #ifndef QEL_OPEN_H
@@ -22,34 +28,40 @@
 
 #include "qelDefines.h"
 
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
+
+#ifdef __cplusplus
 // Records an error in the last-error record. Code 5 copies the code and text of the device
 // `errNode` (the device's own error) into the record.
 QEL_API void qelErrorCatch(unsigned short errCode, unsigned char errNode);
 
 extern "C" {
+#endif
 
 // ---- Errors ----
 QEL_API int qelErrorGetLast(unsigned int* errCode, unsigned int* errNode);
 // The text of the last error; null before the first error, empty after qelClearError.
-QEL_API const char* qelErrorGetLastStr();
+QEL_API const char* qelErrorGetLastStr(void);
 // The text of interface code 0 to 5; any other value returns the text of the previous call.
 QEL_API const char* qelErrorGetStr(int error);
-QEL_API void qelClearError();
+QEL_API void qelClearError(void);
 
 // ---- Counting and selecting ----
 // Searches the system afresh and returns the number of attached devices (at most 10).
-QEL_API int qelGetDeviceCount();
-QEL_API int qelGetAvailableCount();
+QEL_API int qelGetDeviceCount(void);
+QEL_API int qelGetAvailableCount(void);
 QEL_API int qelSetDevice(char ID);
-QEL_API int qelGetDeviceID();
+QEL_API int qelGetDeviceID(void);
 
 // ---- Opening and closing ----
-QEL_API int qelOpen();
+QEL_API int qelOpen(void);
 // Returns the identifier opened, or 0.
 QEL_API int qelOpenID(char ID);
 // Opens every device with this serial number and returns the identifier of the last one.
 QEL_API int qelOpenSerial(unsigned int serial);
-QEL_API int qelOpenType(int type);
+QEL_API int qelOpenType(int type); // always 0
 QEL_API int qelClose(char ID);
 QEL_API int qelInit(char ID);
 QEL_API void qelEnableSimulator(bool on);
@@ -66,20 +78,20 @@ QEL_API bool qelHasWrist(char ID);
 QEL_API bool qelHasActiveWrist(char ID);
 QEL_API bool qelHasGripper(char ID);
 QEL_API bool qelHasActiveGripper(char ID);
-QEL_API int qelStop(char ID);
-QEL_API int qelGetComMode(char ID);
-QEL_API int qelEnableGripperForce(QELuchar val, char ID);
-QEL_API int qelGetVersion(double* ver, char ID);
-QEL_API int qelGetStatus(int* status, char ID);
-QEL_API int qelReset(char ID);
-QEL_API int qelResetWrist(char ID);
-QEL_API int qelWaitForReset(int timeout, char ID);
+QEL_API int qelStop(char ID);                             // placeholder
+QEL_API int qelGetComMode(char ID);                       // placeholder
+QEL_API int qelEnableGripperForce(QELuchar val, char ID); // placeholder
+QEL_API int qelGetVersion(double* ver, char ID);          // placeholder
+QEL_API int qelGetStatus(int* status, char ID);           // placeholder
+QEL_API int qelReset(char ID);                            // placeholder
+QEL_API int qelResetWrist(char ID);                       // placeholder
+QEL_API int qelWaitForReset(int timeout, char ID);        // placeholder
 // Writes none of its outputs.
 QEL_API void qelGetSDKVersion(int* major, int* minor, int* release, int* revision);
 
 // ---- Expert mode (global to all devices) ----
-QEL_API int qelEnableExpertMode();
-QEL_API int qelDisableExpertMode();
+QEL_API int qelEnableExpertMode(void);
+QEL_API int qelDisableExpertMode(void);
 
 // ---- Device parameters (expert) ----
 // Parameters 1 to 8 are translated to the device's register numbers; other numbers address
@@ -91,6 +103,8 @@ QEL_API int qelGetParaShort(unsigned short param, short* value, char ID);
 // Commits the device's registers to its non-volatile memory.
 QEL_API int qelSaveConfiguration(char ID);
 
+#ifdef __cplusplus
 } // extern "C"
+#endif
 
 #endif
