@@ -37,6 +37,18 @@
 // `errNode` (the device's own error) into the record.
 QEL_API void qelErrorCatch(unsigned short errCode, unsigned char errNode);
 
+// Expert functions exported under their C++ names (see the expert section below).
+QEL_API int qelGetDeltaEncoders(int* enc0, int* enc1, int* enc2, char ID);
+QEL_API int qelDeltaEncoderToPosition(int enc0, int enc1, int enc2, double* px, double* py,
+                                      double* pz, char ID);
+QEL_API int qelDeltaPositionToEncoder(double px, double py, double pz, int* enc0, int* enc1,
+                                      int* enc2, char ID);
+QEL_API int qelGripperEncoderToAngleRad(int enc, double* a, char ID);        // placeholder
+QEL_API int qelGripperEncoderToGap(int enc, double* g, char ID);             // placeholder
+QEL_API int qelGripperAngleRadToEncoder(double a, int* enc, char ID);        // placeholder
+QEL_API int qelGripperGapToEncoder(double g, int* enc, char ID);             // placeholder
+QEL_API int qelGripperMotorToForce(short mot, double* frc, int* e, char ID); // placeholder
+
 extern "C" {
 #endif
 
@@ -92,6 +104,89 @@ QEL_API void qelGetSDKVersion(int* major, int* minor, int* release, int* revisio
 // ---- Expert mode (global to all devices) ----
 QEL_API int qelEnableExpertMode(void);
 QEL_API int qelDisableExpertMode(void);
+
+// ---- Expert functions: raw encoders, motors, joint angles and conversions ----
+// All need expert mode (error 4 with ID as node) except qelEnableDevice. Motor indices: 0 to
+// 2 the arm, 3 to 5 the wrist, 6 the gripper; axis masks: bit i for axis i (0x07 the arm,
+// 0x38 the wrist). Joint angles in radians.
+// Reads all six counts from the device into the device object.
+QEL_API int qelUpdateEncoders(char ID);
+// The counts of the channels in mask, as of the last refresh, into enc[channel]; enc holds 6.
+QEL_API int qelGetEnc(unsigned int* enc, QELuchar mask, char ID);
+// The count of channel index (0 to 5); 0 on failure, which the error record tells apart.
+QEL_API unsigned int qelGetEncoder(int index, char ID);
+QEL_API int qelGetWristEncoders(unsigned int* enc0, unsigned int* enc1, unsigned int* enc2,
+                                char ID);
+// The gripper has no encoder: on a device without a gripper the read leaves error 258
+// pending in the device (and *enc = 0, result 1).
+QEL_API int qelGetGripperEncoder(unsigned int* enc, char ID);
+// Sends one motor frame carrying val for motor index and 0 for the other arm motors; only
+// the arm motors 0 to 2 exist on the line, and an index outside 0 to 6 is error 3.
+QEL_API int qelSetMotor(int index, short val, char ID);
+QEL_API int qelSetDeltaMotor(short mot0, short mot1, short mot2, char ID);
+// Commands indices 3, 3 and 5 in turn: wrist motor 4 is never addressed.
+QEL_API int qelSetWristMotor(short mot0, short mot1, short mot2, char ID);
+QEL_API int qelSetGripperMotor(short mot, char ID);
+// Powers the drives on or off; needs no expert mode.
+QEL_API int qelEnableDevice(bool a_on, char ID);
+QEL_API int qelDeltaForceToMotor(double fx, double fy, double fz, int enc0, int enc1, int enc2,
+                                 QELushort* mot0, QELushort* mot1, QELushort* mot2, char ID);
+QEL_API int qelDeltaEncodersToJointAngles(unsigned int enc0, unsigned int enc1, unsigned int enc2,
+                                          double* j0, double* j1, double* j2, char ID);
+// All three angles are converted with axis 0's calibration.
+QEL_API int qelDeltaJointAnglesToEncoders(double j0, double j1, double j2, unsigned int* enc0,
+                                          unsigned int* enc1, unsigned int* enc2, char ID);
+QEL_API int qelWristEncodersToJointAngles(unsigned int enc0, unsigned int enc1, unsigned int enc2,
+                                          double* j0, double* j1, double* j2, char ID);
+// Takes the angles in radians but hands them on in degrees, so the counts are not the inverse
+// of qelWristEncodersToJointAngles.
+QEL_API int qelWristJointAnglesToEncoders(double j0, double j1, double j2, unsigned int* enc0,
+                                          unsigned int* enc1, unsigned int* enc2, char ID);
+QEL_API int qelWristEncoderToOrientation(unsigned int enc0, unsigned int enc1, unsigned int enc2,
+                                         double* oa, double* ob, double* og, char ID);
+QEL_API int qelWristOrientationToEncoder(double oa, double ob, double og, unsigned int* enc0,
+                                         unsigned int* enc1, unsigned int* enc2, char ID);
+QEL_API int qelGetDeltaJointAngles(double* j0, double* j1, double* j2, char ID);
+QEL_API int qelGetWristJointAngles(double* j0, double* j1, double* j2, char ID);
+// j holds 6: the arm's three angles, then the wrist's.
+QEL_API int qelGetJointAngles(double* j, char ID);
+// Millimetres per radian; row = Cartesian axis, column = arm.
+QEL_API int qelDeltaJointAnglesToJacobian(double j0, double j1, double j2, double (*jcb)[3],
+                                          char ID);
+// Succeeds without writing jcb: the wrist has no Jacobian.
+QEL_API int qelWristJointAnglesToJacobian(double j0, double j1, double j2, double (*jcb)[3],
+                                          char ID);
+QEL_API int qelGetDeltaJacobian(double (*jcb)[3], char ID);
+QEL_API int qelGetWristJacobian(double (*jcb)[3], char ID);
+QEL_API int qelSetWristJointTorques(double t0, double t1, double t2, char ID);
+QEL_API int qelGetJointTorques(double* t0, double* t1, double* t2, char ID);
+// v holds 6: the joints' rates in radians, or the encoders' in counts, per velocity period.
+QEL_API int qelGetJointVelocities(double* v, char ID);
+QEL_API int qelGetEncVelocities(double* v, char ID);
+QEL_API int qelDeltaMotorToForce(QELushort mot0, QELushort mot1, QELushort mot2, int enc0, int enc1,
+                                 int enc2, double* fx, double* fy, double* fz,
+                                 char ID); // placeholder
+QEL_API int qelWristMotorToTorque(short mot0, short mot1, short mot2, int enc0, int enc1, int enc2,
+                                  double* tx, double* ty, double* tz,
+                                  char ID); // placeholder
+QEL_API int qelWristTorqueToMotor(double tx, double ty, double tz, int enc0, int enc1, int enc2,
+                                  short* mot0, short* mot1, short* mot2,
+                                  char ID); // placeholder
+QEL_API int qelGripperForceToMotor(double f, short* mot, unsigned int* e,
+                                   char ID);                   // placeholder
+QEL_API int qelSetMot(short* mot, QELuchar mask, char ID);     // placeholder
+QEL_API int qelPreloadMot(short* mot, QELuchar mask, char ID); // placeholder
+QEL_API int qelDeltaJointTorquesExtrema(double j0, double j1, double j2, double* minq, double* maxq,
+                                        char ID); // placeholder
+QEL_API int qelWristJointTorquesExtrema(double j0, double j1, double j2, double* minq, double* maxq,
+                                        char ID); // placeholder
+QEL_API int qelDeltaGravityJointTorques(double j0, double j1, double j2, double* q0, double* q1,
+                                        double* q2, char ID); // placeholder
+QEL_API int qelWristGravityJointTorques(double j0, double j1, double j2, double* q0, double* q1,
+                                        double* q2, char ID);                  // placeholder
+QEL_API int qelSetDeltaJointTorques(double t0, double t1, double t2, char ID); // placeholder
+QEL_API int qelJointAnglesToInertiaMatrix(double* j, double (*inertia)[6],
+                                          char ID); // placeholder
 
 // ---- Device parameters (expert) ----
 // Parameters 1 to 8 are translated to the device's register numbers; other numbers address
