@@ -105,6 +105,55 @@ QEL_API void qelGetSDKVersion(int* major, int* minor, int* release, int* revisio
 QEL_API int qelEnableExpertMode(void);
 QEL_API int qelDisableExpertMode(void);
 
+// ---- Position, orientation and velocity ----
+// The handle's position in millimetres, as of the last refresh of a calibrated device.
+QEL_API int qelGetPosition(double* px, double* py, double* pz, char ID);
+// The wrist's rotation matrix (all zero on a device without a wrist).
+QEL_API int qelGetOrientationFrame(double (*matrix)[3], char ID);
+// The wrist's yaw, pitch and roll joint angles. These borrow expert mode and leave it off.
+QEL_API int qelGetOrientationRad(double* oa, double* ob, double* og, char ID);
+// Answers for the current device whatever ID names (ID is only validated).
+QEL_API int qelGetOrientationDeg(double* oa, double* ob, double* og, char ID);
+QEL_API int qelGetPositionAndOrientationRad(double* px, double* py, double* pz, double* oa,
+                                            double* ob, double* og, char ID);
+QEL_API int qelGetPositionAndOrientationDeg(double* px, double* py, double* pz, double* oa,
+                                            double* ob, double* og, char ID);
+QEL_API int qelGetPositionAndOrientationFrame(double* px, double* py, double* pz,
+                                              double (*matrix)[3], char ID);
+QEL_API int qelGetLinearVelocity(double* vx, double* vy, double* vz, char ID);
+// The wrist joints' rates of the current device (ID is only range-checked); needs expert mode.
+QEL_API int qelGetAngularVelocityRad(double* wx, double* wy, double* wz, char ID);
+QEL_API int qelGetAngularVelocityDeg(double* wx, double* wy, double* wz, char ID);
+// The button's state, 0 or 1; 0 on failure too.
+QEL_API int qelGetButton(int index, char ID);
+// Cyclic exchanges per second; 0.0 on failure.
+QEL_API double qelGetComFreq(char ID);
+QEL_API int qelGetGripperAngleDeg(double* a, char ID); // 0.0: there is no gripper angle
+QEL_API int qelGetGripperAngleRad(double* a, char ID); // placeholder
+QEL_API int qelGetGripperGap(double* g, char ID);      // placeholder
+QEL_API int qelGetGripperThumbPos(double* px, double* py, double* pz, char ID);  // placeholder
+QEL_API int qelGetGripperFingerPos(double* px, double* py, double* pz, char ID); // placeholder
+QEL_API QELuint qelGetButtonMask(char ID);                                       // 1
+QEL_API int qelEmulateButton(QELuchar val, char ID);                             // placeholder
+QEL_API int qelConfigLinearVelocity(int ms, int mode, char ID);                  // placeholder
+QEL_API int qelConfigAngularVelocity(int ms, int mode, char ID);                 // placeholder
+QEL_API int qelConfigGripperVelocity(int ms, int mode, char ID);                 // placeholder
+QEL_API int qelGetGripperLinearVelocity(double* vg, char ID);                    // placeholder
+QEL_API int qelGetGripperAngularVelocityRad(double* wg, char ID);                // placeholder
+QEL_API int qelGetGripperAngularVelocityDeg(double* wg, char ID);                // placeholder
+QEL_API int qelGetBaseAngleXRad(double* angle, char ID);                         // placeholder
+QEL_API int qelGetBaseAngleXDeg(double* angle, char ID);                         // placeholder
+QEL_API int qelSetBaseAngleXRad(double angle, char ID);                          // placeholder
+QEL_API int qelSetBaseAngleXDeg(double angle, char ID);                          // placeholder
+QEL_API int qelGetBaseAngleZRad(double* angle, char ID);                         // placeholder
+QEL_API int qelGetBaseAngleZDeg(double* angle, char ID);                         // placeholder
+QEL_API int qelSetBaseAngleZRad(double angle, char ID);                          // placeholder
+QEL_API int qelSetBaseAngleZDeg(double angle, char ID);                          // placeholder
+QEL_API int qelGetDeviceAngleRad(double* angle, char ID);                        // placeholder
+QEL_API int qelGetDeviceAngleDeg(double* angle, char ID);                        // placeholder
+QEL_API int qelSetDeviceAngleRad(double angle, char ID);                         // placeholder
+QEL_API int qelSetDeviceAngleDeg(double angle, char ID);                         // placeholder
+
 // ---- Expert functions: raw encoders, motors, joint angles and conversions ----
 // All need expert mode (error 4 with ID as node) except qelEnableDevice. Motor indices: 0 to
 // 2 the arm, 3 to 5 the wrist, 6 the gripper; axis masks: bit i for axis i (0x07 the arm,
