@@ -154,10 +154,48 @@ QEL_API int qelGetDeviceAngleDeg(double* angle, char ID);                       
 QEL_API int qelSetDeviceAngleRad(double angle, char ID);                         // placeholder
 QEL_API int qelSetDeviceAngleDeg(double angle, char ID);                         // placeholder
 
+// ---- Forces ----
+// The force the refresh thread renders while force and drives are enabled; nothing is sent.
+QEL_API int qelSetForce(double fx, double fy, double fz, char ID);
+QEL_API int qelGetForce(double* fx, double* fy, double* fz, char ID);
+// The combined functions borrow expert mode and leave it off. The wrist torques and the
+// gripper force have no conversion to motor commands: their motors are commanded 0, and every
+// such command also commands 0 to the three arm motors.
+QEL_API int qelSetForceAndTorque(double fx, double fy, double fz, double tx, double ty, double tz,
+                                 char ID);
+QEL_API int qelSetForceAndGripperForce(double fx, double fy, double fz, double fg, char ID);
+QEL_API int qelSetForceAndTorqueAndGripperForce(double fx, double fy, double fz, double tx,
+                                                double ty, double tz, double fg, char ID);
+// Any non-zero val switches gravity compensation on, with g = 9.81.
+QEL_API int qelSetGravityCompensation(int val, char ID);
+// Fails without recording an error when the device refuses.
+QEL_API int qelSetStandardGravity(double g, char ID);
+// 1 engages, 0 releases; a release that fails engages the brakes again and returns 0 without
+// recording an error (the device keeps its own). Other values: error 3 with ID as node.
+QEL_API int qelSetBrakes(int val, char ID);
+QEL_API int qelGetForceAndTorque(double* fx, double* fy, double* fz, double* tx, double* ty,
+                                 double* tz, char ID); // placeholder
+QEL_API int qelGetForceAndTorqueAndGripperForce(double* fx, double* fy, double* fz, double* tx,
+                                                double* ty, double* tz, double* f,
+                                                char ID);                      // placeholder
+QEL_API int qelSetEffectorMass(double mass, char ID);                          // placeholder
+QEL_API int qelGetEffectorMass(double* mass, char ID);                         // placeholder
+QEL_API int qelSetOutput(QELuint output, char ID);                             // placeholder
+QEL_API int qelSetVibration(double freq, double amplitude, int type, char ID); // placeholder
+
 // ---- Expert functions: raw encoders, motors, joint angles and conversions ----
 // All need expert mode (error 4 with ID as node) except qelEnableDevice. Motor indices: 0 to
 // 2 the arm, 3 to 5 the wrist, 6 the gripper; axis masks: bit i for axis i (0x07 the arm,
 // 0x38 the wrist). Joint angles in radians.
+QEL_API int qelSetForceAndWristJointTorques(double fx, double fy, double fz, double t0, double t1,
+                                            double t2, char ID);
+QEL_API int qelSetForceAndWristJointTorquesAndGripperForce(double fx, double fy, double fz,
+                                                           double t0, double t1, double t2,
+                                                           double fg, char ID); // placeholder
+QEL_API int qelSetTimeGuard(int us, char ID);                                   // placeholder
+// Placeholder; its expert-mode error reports node 1 whatever ID is.
+QEL_API int qelSetBrk(QELuchar mask, char ID);
+
 // Reads all six counts from the device into the device object.
 QEL_API int qelUpdateEncoders(char ID);
 // The counts of the channels in mask, as of the last refresh, into enc[channel]; enc holds 6.
