@@ -275,15 +275,45 @@ QEL_API int qelSetDeltaJointTorques(double t0, double t1, double t2, char ID); /
 QEL_API int qelJointAnglesToInertiaMatrix(double* j, double (*inertia)[6],
                                           char ID); // placeholder
 
-// ---- Device parameters (expert) ----
+// ---- Device parameters, calibration and velocity estimation ----
 // Parameters 1 to 8 are translated to the device's register numbers; other numbers address
-// registers directly. 32-bit values occupy two registers, low half first.
+// registers directly. 32-bit values occupy two registers, low half first. All expert.
 QEL_API int qelSetParaInt(unsigned short param, unsigned int value, char ID);
 QEL_API int qelGetParaInt(unsigned short param, unsigned int* value, char ID);
 QEL_API int qelSetParaShort(unsigned short param, short value, char ID);
 QEL_API int qelGetParaShort(unsigned short param, short* value, char ID);
-// Commits the device's registers to its non-volatile memory.
+// Commits the device's registers to its non-volatile memory (expert).
 QEL_API int qelSaveConfiguration(char ID);
+// Cartesian speed limit per axis above which the drives are switched off (expert).
+QEL_API int qelSetVelocityThreshold(QELuint val, char ID);
+QEL_API int qelGetVelocityThreshold(QELuint* val, char ID);
+// Loads the encoder limits stored in the device; position and orientation need it.
+QEL_API int qelCalibrateDevice(char ID);
+// Stores the encoder limits of the axes in mask (0x07, 0x3F or 0x7F) in the device (expert).
+QEL_API int qelSaveCalibration(unsigned int* minValue, unsigned int* maxValue, unsigned char mask,
+                               char ID);
+QEL_API int qelSetComMode(int mode, char ID);               // placeholder, expert
+QEL_API int qelSetComModePriority(int priority, char ID);   // placeholder, expert
+QEL_API int qelSetWatchdog(unsigned char val, char ID);     // placeholder, expert
+QEL_API int qelGetWatchdog(unsigned char* val, char ID);    // placeholder, expert
+QEL_API int qelControllerSetDevice(int device, char ID);    // placeholder, expert
+QEL_API int qelReadConfigFromFile(char* filename, char ID); // placeholder, expert
+QEL_API int qelCalibrateWrist(char ID);                     // placeholder, expert
+QEL_API int qelPreset(int* val, QELushort mask, char ID);   // placeholder, expert
+
+// ---- Utilities (no device) ----
+QEL_API int qelAutoCalibrate(char ID); // always 0
+QEL_API bool qelKbHit(void);           // always false
+QEL_API char qelKbGet(void);           // always 0
+QEL_API double qelGetTime(void);       // always 0.0
+QEL_API void qelSleep(double sec);     // returns at once
+
+// A thread routine for qelStartThread.
+typedef void* fn(void*);
+// Starts func(arg) on a detached thread; 1 when it started. The thread's attributes ask for
+// first-in-first-out real-time scheduling at priority but leave the inheritance of scheduling
+// at the system's default, under which Linux runs the thread with the caller's scheduling.
+QEL_API int qelStartThread(fn* func, void* arg, int priority);
 
 #ifdef __cplusplus
 } // extern "C"
