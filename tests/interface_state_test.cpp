@@ -294,3 +294,93 @@ TEST_F(Application, MotorCommandsCarryTheArmMotorsOnly) {
 }
 
 } // namespace
+
+TEST_F(Application, ExpertEncodersAnglesAndConversionsMatchTheArm) {
+    qelemu::Emulator& emu = start(1, {{0.5, 0.7, 0.6, 0.3, -0.2, 0.4}});
+    qelemu::Device& device = emu.device(0);
+    const int16_t rates[6] = {3, -4, 5, 60, -70, 80};
+    for (int i = 0; i < 6; ++i) device.setEncoderVelocity(i, rates[i]);
+    bringUp(1);
+    ASSERT_EQ(qelEnableExpertMode(), 1);
+    double q[6], truth[3];
+    device.jointAngles(q);
+    ASSERT_TRUE(device.position(truth));
+
+    unsigned int counts[6];
+    for (int i = 0; i < 6; ++i) {
+        counts[i] = qelGetEncoder(i, 1);
+        EXPECT_EQ(counts[i], device.encoderCount(i)) << "channel " << i;
+    }
+    int arm[3] = {};
+    unsigned int wrist[3] = {};
+    ASSERT_EQ(qelGetDeltaEncoders(&arm[0], &arm[1], &arm[2], 1), 1);
+    ASSERT_EQ(qelGetWristEncoders(&wrist[0], &wrist[1], &wrist[2], 1), 1);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(static_cast<unsigned int>(arm[i]), counts[i]);
+        EXPECT_EQ(wrist[i], counts[3 + i]);
+    }
+    uint64_t reads = device.frames(0xA0);
+    ASSERT_EQ(qelUpdateEncoders(1), 1);
+    EXPECT_EQ(device.frames(0xA0), reads + 1);
+
+    double j[6] = {};
+    ASSERT_EQ(
+        qelDeltaEncodersToJointAngles(counts[0], counts[1], counts[2], &j[0], &j[1], &j[2], 1), 1);
+    ASSERT_EQ(
+        qelWristEncodersToJointAngles(counts[3], counts[4], counts[5], &j[3], &j[4], &j[5], 1), 1);
+    for (int i = 0; i < 6; ++i) EXPECT_NEAR(j[i], q[i], 1e-5) << "joint " << i;
+    double live[6] = {};
+    ASSERT_EQ(qelGetJointAngles(live, 1), 1);
+    for (int i = 0; i < 6; ++i) EXPECT_NEAR(live[i], q[i], 1e-5) << "joint " << i;
+
+    double p[3] = {};
+    ASSERT_EQ(qelDeltaEncoderToPosition(arm[0], arm[1], arm[2], &p[0], &p[1], &p[2], 1), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(p[i], truth[i], 0.01);
+
+    qelemu::ArmModel model(qelemu::ArmGeometry::forType(1));
+    model.setJointAngles(q);
+    double J[3][3], jacobian[3][3] = {};
+    ASSERT_TRUE(model.jacobian(J));
+    ASSERT_EQ(qelGetDeltaJacobian(jacobian, 1), 1);
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 3; ++c) EXPECT_NEAR(jacobian[r][c], J[r][c], 0.01) << r << c;
+    double untouched[3][3] = {{7, 7, 7}, {7, 7, 7}, {7, 7, 7}};
+    ASSERT_EQ(qelGetWristJacobian(untouched, 1), 1);
+    EXPECT_EQ(untouched[2][2], 7.0) << "the wrist has no Jacobian to hand out";
+
+    double v[6] = {};
+    ASSERT_EQ(qelGetEncVelocities(v, 1), 1);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(v[i], rates[i]);
+
+    // A calibration with a different zero count per axis, stored in the device: the arm's
+    // angle-to-count conversion uses axis 0's for all three angles, and the wrist's hands the
+    // angles on in degrees.
+    unsigned int low[6] = {900000, 910000, 920000, 100000, 110000, 120000};
+    unsigned int high[6] = {1200000, 1210000, 1220000, 900000, 910000, 920000};
+    ASSERT_EQ(qelSaveCalibration(low, high, 0x3F, 1), 1);
+    for (int axis = 0; axis < 6; ++axis) EXPECT_EQ(device.reg32(100 + 4 * axis), low[axis]);
+    const double armZero = 86.5, wristZero[3] = {120, 45, 167.5}; // degrees, type 1
+    unsigned int e[3] = {};
+    ASSERT_EQ(qelDeltaJointAnglesToEncoders(0.1, 0.2, 0.3, &e[0], &e[1], &e[2], 1), 1);
+    const double angles[3] = {0.1, 0.2, 0.3};
+    for (int i = 0; i < 3; ++i) {
+        double rot = armZero - 180.0 * angles[i] / kPi;
+        EXPECT_EQ(e[i],
+                  low[0] + static_cast<uint32_t>(static_cast<int32_t>(kResolution * (rot / 360.0))))
+            << "angle " << i << " with axis 0's zero count";
+    }
+    ASSERT_EQ(qelWristJointAnglesToEncoders(0.1, 0.2, 0.3, &e[0], &e[1], &e[2], 1), 1);
+    for (int i = 0; i < 3; ++i) {
+        double rot = wristZero[i] - 180.0 * degrees(angles[i]) / kPi;
+        EXPECT_EQ(e[i], low[3 + i] + static_cast<uint32_t>(
+                                         static_cast<int32_t>(kResolution * (rot / 360.0))))
+            << "wrist angle " << i;
+    }
+
+    // The gripper has no encoder: the read answers 0 and leaves the device's refusal pending.
+    unsigned int gripper = 99;
+    qelClearError();
+    ASSERT_EQ(qelGetGripperEncoder(&gripper, 1), 1);
+    EXPECT_EQ(gripper, 0u);
+    expectLastError(258, 1, "Invalid Input Parameter!");
+}
