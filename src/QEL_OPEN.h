@@ -160,7 +160,9 @@ QEL_API int qelSetForce(double fx, double fy, double fz, char ID);
 QEL_API int qelGetForce(double* fx, double* fy, double* fz, char ID);
 // The combined functions borrow expert mode and leave it off. The wrist torques and the
 // gripper force have no conversion to motor commands: their motors are commanded 0, and every
-// such command also commands 0 to the three arm motors.
+// such command also commands 0 to the three arm motors. qelSetForceAndGripperForce reads the
+// gripper's encoder, which a device without a gripper refuses: the force is stored, but the
+// call fails with the device's error 258, which stays pending.
 QEL_API int qelSetForceAndTorque(double fx, double fy, double fz, double tx, double ty, double tz,
                                  char ID);
 QEL_API int qelSetForceAndGripperForce(double fx, double fy, double fz, double fg, char ID);
