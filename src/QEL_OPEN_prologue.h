@@ -16,6 +16,7 @@ enum PrologueCheck : unsigned {
     kInRange = 0, // only the range: the slot may be empty
     kOpen = 1,    // a device object in the slot (error 2 otherwise)
     kExpert = 2,  // expert mode on (error 4 otherwise)
+    kExpertFunction = kOpen | kExpert,
 };
 
 // The device a call addresses; false when a check failed (the error is already recorded).
@@ -33,12 +34,37 @@ Target prologue(char ID, unsigned checks = kOpen, int expertNode = 0);
 // Records the device's own failure (error 5 with the device's code and text) and returns 0.
 int deviceFailed(const Target& target);
 
+// One device operation on a device that passed its prologue; error 5 when it fails.
+template <typename Operation>
+int callDevice(const Target& target, Operation operation) {
+    return operation(*target.device) ? 1 : deviceFailed(target);
+}
+
 // The prologue, one device operation, and error 5 when the operation fails.
 template <typename Operation>
 int callDevice(char ID, unsigned checks, Operation operation) {
     Target target = prologue(ID, checks);
     if (!target) return 0;
-    return operation(*target.device) ? 1 : deviceFailed(target);
+    return callDevice(target, operation);
 }
+
+// The prologue and nothing else: the functions that only validate their device answer 1.
+inline int prologueOnly(char ID, unsigned checks = kOpen, int expertNode = 0) {
+    return prologue(ID, checks, expertNode) ? 1 : 0;
+}
+
+// Runs `work` with expert mode on and leaves it off afterwards, whatever it was before: the
+// functions that are built on expert functions borrow the mode this way.
+template <typename Work>
+int withExpertMode(Work work) {
+    qelEnableExpertMode();
+    int result = work();
+    qelDisableExpertMode();
+    return result;
+}
+
+// Degrees from radians with the interface's eight-digit pi, kept so that results match the
+// device's own conversions digit for digit.
+inline double toDegrees(double radians) { return 180.0 * radians / 3.1415926; }
 
 #endif
