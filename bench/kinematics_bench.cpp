@@ -17,50 +17,11 @@
 #include <vector>
 
 #include "QEL.h"
+#include "bench_device.h"
 
 namespace {
 
-const double kPi8 = 3.1415926;
-const uint32_t kResolution = 1u << 20;
-
-// A device object as an initialised, calibrated type-1 device is set up: arm and wrist.
-void setUpType1(QEL& d) {
-    d.m_fOpen = d.m_fInit = d.m_fCalibrate = true;
-    d.m_fBase = d.m_fWrist = true;
-    d.m_OutputDOF = 3;
-    d.m_lenActLink = 97.0;
-    d.m_lenPassLink = 148.0;
-    d.m_DimFixedPlat = 80.25;
-    d.m_DimFloatPlat = 35.0;
-    d.m_Lambuta = 0.0;
-    d.m_EncoderResolution = kResolution;
-    const double defAng[6] = {86.5, 86.5, 86.5, 120.0, 45.0, 167.5};
-    for (int i = 0; i < 6; ++i) {
-        d.m_EncoderMinValue[i] = 948576u;
-        d.m_DefAng[i] = defAng[i];
-        d.m_EncoderVel[i] = static_cast<int16_t>(20 - 10 * i);
-    }
-}
-
-struct Counts {
-    unsigned int enc[6];
-};
-
-// Counts along a circle of 30 mm radius about (0, 0, 200), `perPass` mm apart. The inverse
-// kinematics gives joint-side counts with a transmission ratio of 1.
-std::vector<Counts> circle(QEL& d, double perPass) {
-    for (int i = 0; i < 3; ++i) d.m_TransRat[i] = 1.0;
-    const double radius = 30.0;
-    int n = perPass > 0 ? static_cast<int>(2 * kPi8 * radius / perPass) : 1;
-    std::vector<Counts> path(n);
-    for (int k = 0; k < n; ++k) {
-        double t = 2 * kPi8 * k / n;
-        double p[3] = {radius * std::cos(t), radius * std::sin(t), 200.0};
-        if (!d.OpPosToEnc(p, path[k].enc, false)) std::abort();
-        for (int i = 3; i < 6; ++i) path[k].enc[i] = 948576u + 1000u * (k % 50);
-    }
-    return path;
-}
+using namespace qelbench;
 
 // Closed-form position of the handle from the arm's counts.
 bool closedForm(const QEL& d, const unsigned int* enc, const double cosPhi[3],
@@ -113,7 +74,7 @@ void refreshPass(benchmark::State& state, double perPass, bool wrist) {
         benchmark::DoNotOptimize(d.m_Velocity);
         if (++k == path.size()) k = 0;
     }
-    d.m_fOpen = d.m_fInit = false;
+    tearDown(d);
 }
 
 void closedFormPass(benchmark::State& state, double perPass) {
@@ -133,7 +94,7 @@ void closedFormPass(benchmark::State& state, double perPass) {
         benchmark::DoNotOptimize(p);
         if (++k == path.size()) k = 0;
     }
-    d.m_fOpen = d.m_fInit = false;
+    tearDown(d);
 }
 
 // The first argument is the handle's travel per pass in micrometres. The refresh pass runs

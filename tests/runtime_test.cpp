@@ -305,6 +305,33 @@ TEST_F(Runtime, CommandsReachTheDeviceAsTabledWithVelocityDamping) {
     EXPECT_EQ(arm.lastCyclic().motor[0], -29536) << "36000 wrapped, not saturated";
 }
 
+TEST_F(Runtime, LedsAndButtonsTravelInTheCyclicFramesWhileTheThreadRuns) {
+    qelemu::Emulator& emu = start({deviceOfType(1)});
+    qelemu::Device& arm = emu.device(0);
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+    ASSERT_TRUE(waitUntil([&] { return device.fThreadRunning; }));
+
+    // With the thread running the LED bits ride in the command word, not in frames of their own.
+    uint64_t ledFrames = arm.frames(0xA5);
+    ASSERT_EQ(device.SetLED(4, true), 1);
+    ASSERT_EQ(device.SetLED(1, true), 1);
+    EXPECT_TRUE(waitUntil([&] { return arm.leds() == 5; })) << int(arm.leds());
+    EXPECT_EQ(arm.lastCyclic().commandWord & 0xFF, 5);
+    ASSERT_EQ(device.SetLED(4, false), 1);
+    EXPECT_TRUE(waitUntil([&] { return arm.leds() == 1; }));
+    EXPECT_EQ(arm.frames(0xA5), ledFrames);
+
+    // Buttons are the low byte of the status word the device returns in every frame.
+    arm.setButtons(0x02);
+    bool pressed = false;
+    EXPECT_TRUE(waitUntil([&] { return device.GetButton(1, &pressed) && pressed; }));
+    ASSERT_EQ(device.GetButton(0, &pressed), 1);
+    EXPECT_FALSE(pressed);
+    arm.setButtons(0);
+    EXPECT_TRUE(waitUntil([&] { return device.GetButton(1, &pressed) && !pressed; }));
+}
+
 TEST_F(Runtime, SavedCalibrationLandsInTheRegistersAndSurvivesARestart) {
     char path[] = "/tmp/qel-calibration-XXXXXX";
     int fd = mkstemp(path);
