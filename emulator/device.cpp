@@ -291,6 +291,13 @@ size_t Device::cyclic(const uint8_t* req, uint8_t* reply) {
     c.commandWord = get16be(req + 3 + 10 * n);
     leds_ = static_cast<uint8_t>(c.commandWord);
     for (int i = 0; i < n && i < 3; ++i) motor_[i] = c.motor[i];
+    if (cyclicLogOn_ && cyclicLog_.size() < cyclicLog_.capacity()) {
+        CyclicLogEntry entry;
+        entry.frame = frames_[cmd::Cyclic];
+        entry.ns = monotonicNs();
+        for (int i = 0; i < 3; ++i) entry.motor[i] = motor_[i];
+        cyclicLog_.push_back(entry);
+    }
 
     stepPhysicsLocked();
     double q[6], qdot[6];
@@ -563,6 +570,21 @@ std::vector<uint8_t> Device::lastRequest(uint8_t code) const {
     if (code < 0xA0 || code > 0xB0) return {};
     const uint8_t* at = lastRequest_[code - 0xA0];
     return std::vector<uint8_t>(at, at + lastRequestLength_[code - 0xA0]);
+}
+
+void Device::startCyclicLog(size_t capacity) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    cyclicLog_.clear();
+    cyclicLog_.reserve(capacity);
+    cyclicLogOn_ = true;
+}
+
+std::vector<Device::CyclicLogEntry> Device::stopCyclicLog() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    cyclicLogOn_ = false;
+    std::vector<CyclicLogEntry> log;
+    log.swap(cyclicLog_);
+    return log;
 }
 
 CyclicRequest Device::lastCyclic() const {

@@ -161,6 +161,18 @@ public:
     std::vector<uint8_t> lastRequest(uint8_t code) const;
     CyclicRequest lastCyclic() const;
 
+    // A log of the full cyclic frames as they arrive: when (CLOCK_MONOTONIC nanoseconds), their
+    // number among all cyclic frames, and the motor commands they carried. For measuring the
+    // host's pass timing and command latency; the log holds at most `capacity` entries (the
+    // first ones) and costs nothing until started.
+    struct CyclicLogEntry {
+        uint64_t frame = 0;
+        int64_t ns = 0;
+        int16_t motor[3] = {};
+    };
+    void startCyclicLog(size_t capacity);
+    std::vector<CyclicLogEntry> stopCyclicLog();
+
     // State set by the host.
     uint8_t mode() const;
     uint8_t leds() const;
@@ -249,6 +261,8 @@ private:
     uint8_t lastRequest_[17][kMaxFrame] = {};
     uint8_t lastRequestLength_[17] = {};
     CyclicRequest lastCyclic_;
+    std::vector<CyclicLogEntry> cyclicLog_;
+    bool cyclicLogOn_ = false;
 
     uint8_t mode_ = 0;
     uint8_t leds_ = 0;

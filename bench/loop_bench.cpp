@@ -1,0 +1,302 @@
+// The refresh loop against the emulated device, measured in one run:
+// - its rate, bare (not calibrated) and with the whole pass (calibrated, force output and drives
+//   on, gravity compensation), next to a bare 67-byte request/reply ping-pong over the same
+//   kind of emulated port with the same emulator;
+// - the force latency, from qelSetForce returning to the device receiving the new motor
+//   commands, in passes and microseconds;
+// - the heap allocations made by any thread but the application's after the loop's first
+//   second (this program interposes the allocator);
+// - the time between passes as the device sees them, with a second process loading the other
+//   core.
+//
+// Runs under the umockdev preload, like the tests:
+//   tests/run-under-umockdev build/bench/loop_bench [jitter seconds, default 60]
+#include <fcntl.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+#include "QEL.h"
+#include "QEL_OPEN.h"
+#include "emulator.h"
+
+// ---- Counting allocator ----
+
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void* __libc_memalign(size_t, size_t);
+}
+
+namespace {
+
+std::atomic<bool> countingAllocations{false};
+std::atomic<long> foreignAllocations{0};
+pthread_t applicationThread;
+
+inline void noteAllocation() {
+    if (countingAllocations.load(std::memory_order_relaxed) &&
+        !pthread_equal(pthread_self(), applicationThread))
+        foreignAllocations.fetch_add(1, std::memory_order_relaxed);
+}
+
+} // namespace
+
+extern "C" void* malloc(size_t n) {
+    noteAllocation();
+    return __libc_malloc(n);
+}
+extern "C" void* calloc(size_t n, size_t size) {
+    noteAllocation();
+    return __libc_calloc(n, size);
+}
+extern "C" void* realloc(void* p, size_t n) {
+    noteAllocation();
+    return __libc_realloc(p, n);
+}
+extern "C" void* memalign(size_t alignment, size_t n) {
+    noteAllocation();
+    return __libc_memalign(alignment, n);
+}
+extern "C" int posix_memalign(void** p, size_t alignment, size_t n) {
+    noteAllocation();
+    *p = __libc_memalign(alignment, n);
+    return *p ? 0 : 12;
+}
+extern "C" void* aligned_alloc(size_t alignment, size_t n) {
+    noteAllocation();
+    return __libc_memalign(alignment, n);
+}
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+double percentile(std::vector<double> v, double p) {
+    if (v.empty()) return 0;
+    std::sort(v.begin(), v.end());
+    size_t i = static_cast<size_t>(p / 100.0 * static_cast<double>(v.size() - 1) + 0.5);
+    return v[std::min(i, v.size() - 1)];
+}
+
+double bareRate(const std::string& devnode, double seconds) {
+    int fd = open(devnode.c_str(), O_RDWR | O_NOCTTY);
+    if (fd < 0) return 0;
+    termios t;
+    tcgetattr(fd, &t);
+    cfmakeraw(&t);
+    tcsetattr(fd, TCSANOW, &t);
+    tcflush(fd, TCIOFLUSH);
+    uint8_t request[67] = {0xBE, 0xB0, 0x63};
+    qelemu::appendCrc(request, 65);
+    uint8_t reply[67];
+    long exchanges = 0;
+    auto start = Clock::now();
+    while (secondsSince(start) < seconds) {
+        if (write(fd, request, sizeof request) != static_cast<ssize_t>(sizeof request)) break;
+        size_t got = 0;
+        while (got < sizeof reply) {
+            ssize_t n = read(fd, reply + got, sizeof reply - got);
+            if (n <= 0) break;
+            got += static_cast<size_t>(n);
+        }
+        if (got != sizeof reply) break;
+        ++exchanges;
+    }
+    double rate = static_cast<double>(exchanges) / secondsSince(start);
+    close(fd);
+    return rate;
+}
+
+// Opens and initialises device 1; `full` also loads the calibration and switches on force
+// output, the drives and gravity compensation, so that every pass does all its work.
+bool bringUp(bool full) {
+    if (qelOpen() != 1 || qelInit(1) != 1) return false;
+    if (!full) return true;
+    return qelCalibrateDevice(1) == 1 && qelEnableForce(1, 1) == 1 && qelEnableDevice(true, 1) &&
+           qelSetGravityCompensation(1, 1) == 1 && qelSetForce(0.2, -0.3, 0.5, 1) == 1;
+}
+
+// The first full second that the loop publishes, after the one that counts from its start.
+double publishedRate() {
+    double last = qelGetComFreq(1), rate = 0;
+    int changes = 0;
+    auto start = Clock::now();
+    while (changes < 2 && secondsSince(start) < 5) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        double now = qelGetComFreq(1);
+        if (now == last) continue;
+        last = rate = now;
+        ++changes;
+    }
+    return changes == 2 ? rate : 0;
+}
+
+double loopRate(bool full) {
+    if (!bringUp(full)) return 0;
+    double rate = publishedRate();
+    qelClose(1);
+    return rate;
+}
+
+double median(std::vector<double> v) { return percentile(std::move(v), 50); }
+
+struct Latency {
+    std::vector<double> passes, micros;
+};
+
+// Alternates between two forces that give different motor commands at the still arm; for each
+// change, finds in the device's log the first frame carrying the new commands.
+Latency forceLatency(qelemu::Device& device, int changes) {
+    Latency result;
+    if (!bringUp(true)) return result;
+    const double forces[2][3] = {{0.5, 0.5, 1.0}, {-0.5, 0.2, -1.0}};
+    // Learn each force's commands once the loop has settled on it.
+    int16_t commands[2][3];
+    for (int k = 0; k < 2; ++k) {
+        qelSetForce(forces[k][0], forces[k][1], forces[k][2], 1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        qelemu::CyclicRequest c = device.lastCyclic();
+        for (int i = 0; i < 3; ++i) commands[k][i] = c.motor[i];
+    }
+    device.startCyclicLog(static_cast<size_t>(changes) * 2000);
+    std::vector<int64_t> setAt;
+    for (int n = 0; n < changes; ++n) {
+        int k = n % 2;
+        qelSetForce(forces[k][0], forces[k][1], forces[k][2], 1);
+        setAt.push_back(GetNanoSeconds());
+        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    std::vector<qelemu::Device::CyclicLogEntry> log = device.stopCyclicLog();
+    qelClose(1);
+    size_t from = 0;
+    for (int n = 0; n < changes; ++n) {
+        int k = n % 2;
+        while (from < log.size() && log[from].ns <= setAt[static_cast<size_t>(n)]) ++from;
+        size_t first = from;
+        for (size_t j = from; j < log.size(); ++j) {
+            const auto& e = log[j];
+            if (e.motor[0] == commands[k][0] && e.motor[1] == commands[k][1] &&
+                e.motor[2] == commands[k][2]) {
+                result.passes.push_back(static_cast<double>(j - first + 1));
+                result.micros.push_back((e.ns - setAt[static_cast<size_t>(n)]) / 1000.0);
+                from = j;
+                break;
+            }
+        }
+    }
+    return result;
+}
+
+// The time between passes as the device sees the frames arrive.
+std::vector<double> passGaps(qelemu::Device& device, double seconds) {
+    std::vector<double> gaps;
+    if (!bringUp(true)) return gaps;
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    device.startCyclicLog(static_cast<size_t>(seconds * 60000));
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+    std::vector<qelemu::Device::CyclicLogEntry> log = device.stopCyclicLog();
+    qelClose(1);
+    for (size_t i = 1; i < log.size(); ++i) gaps.push_back((log[i].ns - log[i - 1].ns) / 1000.0);
+    return gaps;
+}
+
+// A second process that keeps one core busy until it is killed.
+pid_t loadOneCore() {
+    pid_t child = fork();
+    if (child == 0) {
+        volatile unsigned long spin = 0;
+        for (;;) ++spin;
+    }
+    return child;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    double jitterSeconds = argc > 1 ? std::atof(argv[1]) : 60.0;
+    if (jitterSeconds < 1) jitterSeconds = 1;
+    applicationThread = pthread_self();
+    hal::UartDevices::settleMicroseconds = 0;
+    qelemu::Emulator emulator;
+    qelemu::Device& device = emulator.device(0);
+    if (qelGetDeviceCount() != 1) {
+        std::fprintf(stderr, "loop_bench: no emulated port; run under umockdev-wrapper\n");
+        return 1;
+    }
+    qelEnableExpertMode();
+
+    // Loop rate: short alternating rounds, medians of the rounds' ratios.
+    std::vector<double> bare, plain, full, plainRatio, fullRatio;
+    for (int round = 0; round < 5; ++round) {
+        double b = bareRate(emulator.devnode(0), 1.0);
+        double p = loopRate(false);
+        double f = loopRate(true);
+        if (b <= 0 || p <= 0 || f <= 0) {
+            std::fprintf(stderr, "loop_bench: a rate measurement failed\n");
+            return 1;
+        }
+        bare.push_back(b);
+        plain.push_back(p);
+        full.push_back(f);
+        plainRatio.push_back(p / b);
+        fullRatio.push_back(f / b);
+    }
+    std::printf("loop rate (median of 5 rounds)\n");
+    std::printf("  bare 67-byte ping-pong         %8.0f /s\n", median(bare));
+    std::printf("  refresh loop, bare pass        %8.0f /s  %5.1f %% of bare\n", median(plain),
+                100 * median(plainRatio));
+    std::printf("  refresh loop, whole pass       %8.0f /s  %5.1f %% of bare\n", median(full),
+                100 * median(fullRatio));
+
+    Latency latency = forceLatency(device, 400);
+    if (latency.passes.empty()) {
+        std::fprintf(stderr, "loop_bench: the latency measurement failed\n");
+        return 1;
+    }
+    std::printf("force latency over %zu changes\n", latency.passes.size());
+    std::printf("  passes   median %.0f, 99th percentile %.0f, largest %.0f\n",
+                percentile(latency.passes, 50), percentile(latency.passes, 99),
+                percentile(latency.passes, 100));
+    std::printf("  us       median %.1f, 99th percentile %.1f, largest %.1f\n",
+                percentile(latency.micros, 50), percentile(latency.micros, 99),
+                percentile(latency.micros, 100));
+
+    // Allocations: every thread but this one, from the loop's second second on.
+    if (!bringUp(true)) return 1;
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    countingAllocations = true;
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    countingAllocations = false;
+    qelClose(1);
+    std::printf("heap allocations by the refresh and device threads over 2 s after the first: "
+                "%ld\n",
+                foreignAllocations.load());
+
+    pid_t load = loadOneCore();
+    std::vector<double> gaps = passGaps(device, jitterSeconds);
+    kill(load, SIGKILL);
+    waitpid(load, nullptr, 0);
+    std::printf("time between passes over %.0f s, other core loaded (%zu passes)\n", jitterSeconds,
+                gaps.size());
+    std::printf("  us       median %.1f, 99th %.1f, 99.9th %.1f, largest %.1f\n",
+                percentile(gaps, 50), percentile(gaps, 99), percentile(gaps, 99.9),
+                percentile(gaps, 100));
+    return 0;
+}
