@@ -6,7 +6,16 @@
 
 #include <cmath>
 
+#include "QEL_force_common.h"
+#include "QEL_kinematics_common.h"
+
+using qelforce::cosEnta;
+using qelforce::sinEnta;
+
 double Enta[3] = {1.5707963 * 1, 1.5707963 * 7 / 3, 1.5707963 * 11 / 3};
+
+const double qelforce::cosEnta[3] = {std::cos(Enta[0]), std::cos(Enta[1]), std::cos(Enta[2])};
+const double qelforce::sinEnta[3] = {std::sin(Enta[0]), std::sin(Enta[1]), std::sin(Enta[2])};
 
 namespace {
 
@@ -33,7 +42,7 @@ int QEL::CalcuFixedLinkVect(qelVector3D<double>* out) {
         return 0;
     }
     for (int i = 0; i < 3; ++i)
-        out[i].set(-m_DimFixedPlat * std::cos(Enta[i]), -m_DimFixedPlat * std::sin(Enta[i]), 0.0);
+        out[i].set(-m_DimFixedPlat * cosEnta[i], -m_DimFixedPlat * sinEnta[i], 0.0);
     return 1;
 }
 
@@ -46,10 +55,11 @@ int QEL::CalcuActLinkVect(qelVector3D<double>* out) {
         return 0;
     }
     // The joint angle is measured from the z axis.
+    double s[3], c[3];
+    qelkin::armSinCos(theta, s, c);
     for (int i = 0; i < 3; ++i)
-        out[i].set(m_lenActLink * std::sin(theta[i]) * std::cos(Enta[i]),
-                   m_lenActLink * std::sin(theta[i]) * std::sin(Enta[i]),
-                   m_lenActLink * std::cos(theta[i]));
+        out[i].set(m_lenActLink * s[i] * cosEnta[i], m_lenActLink * s[i] * sinEnta[i],
+                   m_lenActLink * c[i]);
     return 1;
 }
 
@@ -63,10 +73,12 @@ int QEL::CalcuPassLinkVect(qelVector3D<double>* out) {
     }
     // From the elbow to the platform point: the elbow's distance from the axis is shifted by
     // the platform's radius, which stands the platform's attachment in for its centre.
+    double s[3], c[3];
+    qelkin::armSinCos(theta, s, c);
     for (int i = 0; i < 3; ++i) {
-        double r = m_lenActLink * std::sin(theta[i]) + m_DimFixedPlat - m_DimFloatPlat;
-        out[i].set(m_Position[0] - r * std::cos(Enta[i]), m_Position[1] - r * std::sin(Enta[i]),
-                   m_Position[2] - m_lenActLink * std::cos(theta[i]));
+        double r = m_lenActLink * s[i] + m_DimFixedPlat - m_DimFloatPlat;
+        out[i].set(m_Position[0] - r * cosEnta[i], m_Position[1] - r * sinEnta[i],
+                   m_Position[2] - m_lenActLink * c[i]);
     }
     return 1;
 }
@@ -105,8 +117,8 @@ int QEL::CalcuForceTransMatrix(double* pos, double (*out)[3]) {
     // Column i: the unit vector from the platform point towards elbow i.
     for (int i = 0; i < 3; ++i) {
         double r = m_lenActLink * std::sin(theta[i]) + m_DimFixedPlat - m_DimFloatPlat;
-        out[0][i] = (std::cos(Enta[i]) * r - pos[0]) / m_lenPassLink;
-        out[1][i] = (std::sin(Enta[i]) * r - pos[1]) / m_lenPassLink;
+        out[0][i] = (cosEnta[i] * r - pos[0]) / m_lenPassLink;
+        out[1][i] = (sinEnta[i] * r - pos[1]) / m_lenPassLink;
         out[2][i] = (m_lenActLink * std::cos(theta[i]) - pos[2]) / m_lenPassLink;
     }
     return 1;

@@ -7,6 +7,8 @@
 
 #include <cmath>
 
+#include "QEL_force_common.h"
+
 namespace {
 
 const double kGravity = 9.8;
@@ -28,8 +30,8 @@ int QEL::CalcuActLinkGravPointVect(qelVector3D<double>* out) {
     // From the shoulder to the actuated link's centre of gravity, off the link's axis by beta.
     for (int i = 0; i < 3; ++i) {
         double s = std::sin(theta[i] + m_Beta);
-        out[i].set(m_lenActLinkGrav * s * std::cos(Enta[i]),
-                   m_lenActLinkGrav * s * std::sin(Enta[i]),
+        out[i].set(m_lenActLinkGrav * s * qelforce::cosEnta[i],
+                   m_lenActLinkGrav * s * qelforce::sinEnta[i],
                    m_lenActLinkGrav * std::cos(theta[i] + m_Beta));
     }
     return 1;
