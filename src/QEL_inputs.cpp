@@ -9,8 +9,10 @@ int QEL::SetLED(unsigned char mask, bool on) {
         m_LEDState &= static_cast<uint8_t>(~mask);
     // While the refresh thread runs, every cyclic frame carries the LED bits in the command
     // word's low byte; a frame of its own would only compete with it for the line. The byte
-    // is replaced in a single store, since the thread may be reading the word.
-    if (fThreadRunning) {
+    // is replaced in a single store, since the thread may be reading the word. A thread told
+    // to stop may send no further frame, so the LEDs then get a frame of their own: closing
+    // must leave them off on the device.
+    if (fThreadRunning && !fThreadFinish) {
         m_SetCommd = static_cast<uint16_t>((m_SetCommd & 0xFF00) | m_LEDState);
         return 1;
     }
