@@ -377,6 +377,17 @@ protected:
     // value): stores the single-turn count and, once calibrated, unwraps it across zero.
     uint32_t UnwrapEncoder(int channel, uint32_t raw);
 
+    // The full cyclic frame's two halves: the 67-byte request, sealed (returns the channels it
+    // carries, at most six), and the reply's fields into the outputs.
+    static unsigned int BuildFullRequest(uint8_t* request, unsigned char motorCount,
+                                         unsigned char channelCount, const unsigned char* ctrlWord,
+                                         const unsigned int* encTarget, const short* velTarget,
+                                         const short* motorCmd, unsigned short commandWord);
+    void ParseFullReply(const uint8_t* reply, unsigned int requestChannels,
+                        unsigned char* respMotorCount, unsigned char* respChannelCount,
+                        unsigned char* statWord, unsigned int* encValue, short* encVel,
+                        short* motorCurrent, unsigned short* deviceState);
+
     // The short command frames: a request of `code` with the one-byte payload `value` (none
     // when value is negative), answered by the code and one byte, which goes to *answer. An
     // answer that does not echo the code, or with requireNonZero that carries 0, is invalid

@@ -54,18 +54,13 @@ uint32_t QEL::UnwrapEncoder(int channel, uint32_t raw) {
     return single;
 }
 
-int QEL::MultiaxialControl(unsigned char motorCount, unsigned char channelCount,
-                           unsigned char* ctrlWord, unsigned int* encTarget, short* velTarget,
-                           short* motorCmd, unsigned short* commandWord,
-                           unsigned char* respMotorCount, unsigned char* respChannelCount,
-                           unsigned char* statWord, unsigned int* encValue, short* encVel,
-                           short* motorCurrent, unsigned short* deviceState) {
-    if (!CheckReady()) return 0;
+unsigned int QEL::BuildFullRequest(uint8_t* request, unsigned char motorCount,
+                                   unsigned char channelCount, const unsigned char* ctrlWord,
+                                   const unsigned int* encTarget, const short* velTarget,
+                                   const short* motorCmd, unsigned short commandWord) {
     unsigned int n = channelCount < kMaxChannels ? channelCount : kMaxChannels;
-
     // Bytes past the checksum of a frame with fewer channels go out as zeros.
-    uint8_t request[kFullFrameLength] = {};
-    uint8_t reply[kFullFrameLength];
+    std::memset(request, 0, kFullFrameLength);
     begin(request, kFullFrame);
     request[2] = static_cast<uint8_t>((motorCount & 0x0F) | n << 4);
     for (unsigned int i = 0; i < n; ++i) {
@@ -77,15 +72,15 @@ int QEL::MultiaxialControl(unsigned char motorCount, unsigned char channelCount,
         putBE16(block + 6, static_cast<uint16_t>(velTarget[i]));
         putBE16(block + 8, static_cast<uint16_t>(motorCmd[i]));
     }
-    putBE16(request + 3 + 10 * n, *commandWord);
+    putBE16(request + 3 + 10 * n, commandWord);
     seal(request, 5 + 10 * n);
+    return n;
+}
 
-    if (!USB_DataTransmit(request, kFullFrameLength, reply, kFullFrameLength)) return 0;
-    if (!echoes(reply, kFullFrame)) {
-        ErrorCatch(257);
-        return 0;
-    }
-
+void QEL::ParseFullReply(const uint8_t* reply, unsigned int requestChannels,
+                         unsigned char* respMotorCount, unsigned char* respChannelCount,
+                         unsigned char* statWord, unsigned int* encValue, short* encVel,
+                         short* motorCurrent, unsigned short* deviceState) {
     *respMotorCount = reply[2] & 0x0F;
     *respChannelCount = reply[2] >> 4;
     unsigned int m = *respChannelCount < kMaxChannels ? *respChannelCount : kMaxChannels;
@@ -97,7 +92,27 @@ int QEL::MultiaxialControl(unsigned char motorCount, unsigned char channelCount,
         encVel[i] = static_cast<short>(getBE16(block + 6));
         motorCurrent[i] = static_cast<short>(getBE16(block + 8));
     }
-    *deviceState = getLE16(reply + 3 + 10 * n);
+    // The status word follows the request's channels, whatever the reply claims.
+    *deviceState = getLE16(reply + 3 + 10 * requestChannels);
+}
+
+int QEL::MultiaxialControl(unsigned char motorCount, unsigned char channelCount,
+                           unsigned char* ctrlWord, unsigned int* encTarget, short* velTarget,
+                           short* motorCmd, unsigned short* commandWord,
+                           unsigned char* respMotorCount, unsigned char* respChannelCount,
+                           unsigned char* statWord, unsigned int* encValue, short* encVel,
+                           short* motorCurrent, unsigned short* deviceState) {
+    if (!CheckReady()) return 0;
+    uint8_t request[kFullFrameLength], reply[kFullFrameLength];
+    unsigned int n = BuildFullRequest(request, motorCount, channelCount, ctrlWord, encTarget,
+                                      velTarget, motorCmd, *commandWord);
+    if (!USB_DataTransmit(request, kFullFrameLength, reply, kFullFrameLength)) return 0;
+    if (!echoes(reply, kFullFrame)) {
+        ErrorCatch(257);
+        return 0;
+    }
+    ParseFullReply(reply, n, respMotorCount, respChannelCount, statWord, encValue, encVel,
+                   motorCurrent, deviceState);
     return 1;
 }
 

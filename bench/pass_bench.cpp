@@ -1,10 +1,14 @@
-// The kinematics of one refresh pass (counts to position by Newton's method, the Jacobian and
-// the Cartesian velocity, and the wrist's orientation) next to a closed-form forward
-// kinematics of the same arm: counts to angles, elbows, and the meeting point of the three
-// spheres about them. The pass should stay under a microsecond and within four times the
-// closed form.
+// One refresh pass's computation, each part in nanoseconds next to a closed-form forward
+// kinematics of the same arm computed in the same run:
+// - the kinematics (counts to position by Newton's method, the Jacobian and the Cartesian
+//   velocity, and the wrist's orientation), which should stay within four times the closed
+//   form;
+// - the force path (OpFrcToMot) with and without gravity compensation, and the whole
+//   calibrated, force-enabled pass (EncToOpPos, then OpFrcToMot with compensation), which
+//   should stay under 3 microseconds;
+// - the full cyclic frame's checksum, build and parse.
 //
-//   build/bench/kinematics_bench
+//   build/bench/pass_bench
 //
 // Three arm motions, as the handle's travel per pass: 0 (the warm start is already the
 // solution: one Newton step, and one more for the Jacobian), 50 micrometres (a brisk hand at
@@ -16,6 +20,7 @@
 #include <cstdlib>
 #include <vector>
 
+#include "CRC.h"
 #include "QEL.h"
 #include "bench_device.h"
 
@@ -107,6 +112,90 @@ void BM_ClosedForm(benchmark::State& state) { closedFormPass(state, state.range(
 
 BENCHMARK(BM_RefreshPass)->ArgsProduct({{0, 50, 200}, {1, 0}});
 BENCHMARK(BM_ClosedForm)->Arg(0)->Arg(50)->Arg(200);
+
+// ---- The force path ----
+
+void forcePass(benchmark::State& state, bool gravity, bool kinematics) {
+    QEL d;
+    setUpType1(d);
+    d.m_fForceEnable = d.m_fDeviceEnable = true;
+    d.m_fGravComp = gravity;
+    std::vector<Counts> path = circle(d, state.range(0) / 1000.0);
+    // The position the compensation works from, as the pass before would leave it.
+    d.EncToOpPos(path[0].enc, d.m_Position, d.m_Orientation);
+    double force[3] = {0.5, -1.0, 2.0};
+    size_t k = 0;
+    for (auto _ : state) {
+        if (kinematics) d.EncToOpPos(path[k].enc, d.m_Position, d.m_Orientation);
+        int ok = d.OpFrcToMot(force, path[k].enc, d.m_MotorDACValue);
+        benchmark::DoNotOptimize(ok);
+        benchmark::DoNotOptimize(d.m_MotorDACValue);
+        if (++k == path.size()) k = 0;
+    }
+    if (d.m_ErrCode) state.SkipWithError("the pass reported an error");
+    tearDown(d);
+}
+
+void BM_ForcePath(benchmark::State& state) { forcePass(state, false, false); }
+void BM_ForcePathWithGravity(benchmark::State& state) { forcePass(state, true, false); }
+void BM_WholePass(benchmark::State& state) { forcePass(state, true, true); }
+
+BENCHMARK(BM_ForcePath)->Arg(0)->Arg(50);
+BENCHMARK(BM_ForcePathWithGravity)->Arg(0)->Arg(50);
+BENCHMARK(BM_WholePass)->Arg(0)->Arg(50)->Arg(200);
+
+// ---- The cyclic frame ----
+
+// The build and parse are protected members; the benchmark reaches them as a derived class.
+struct FrameCodec : QEL {
+    using QEL::BuildFullRequest;
+    using QEL::ParseFullReply;
+};
+
+void BM_FrameChecksum(benchmark::State& state) {
+    uint8_t frame[67];
+    for (int i = 0; i < 67; ++i) frame[i] = static_cast<uint8_t>(i * 37);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(frame);
+        benchmark::DoNotOptimize(crcCompute(frame, 67));
+    }
+}
+
+void BM_FrameBuild(benchmark::State& state) {
+    unsigned char ctrl[6] = {1, 1, 1, 0, 0, 0};
+    unsigned int target[6] = {74565, 2, 3, 4, 5, 6};
+    short velocity[6] = {-2, 3, 4, 0, 0, 0}, motor[6] = {1000, -1000, 20, 0, 0, 0};
+    uint8_t request[67];
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(
+            FrameCodec::BuildFullRequest(request, 3, 6, ctrl, target, velocity, motor, 0x0102));
+        benchmark::DoNotOptimize(request);
+    }
+}
+
+void BM_FrameParse(benchmark::State& state) {
+    FrameCodec d;
+    setUpType1(d);
+    uint8_t reply[67] = {0xBE, 0xB0, 0x63};
+    for (int i = 0; i < 6; ++i) {
+        reply[3 + 10 * i + 1] = 0x10;
+        reply[3 + 10 * i + 3] = static_cast<uint8_t>(0x10 + i);
+    }
+    unsigned char motors, channels, status[6];
+    unsigned int enc[6];
+    short vel[6], current[6];
+    unsigned short deviceState;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(reply);
+        d.ParseFullReply(reply, 6, &motors, &channels, status, enc, vel, current, &deviceState);
+        benchmark::DoNotOptimize(enc);
+    }
+    tearDown(d);
+}
+
+BENCHMARK(BM_FrameChecksum);
+BENCHMARK(BM_FrameBuild);
+BENCHMARK(BM_FrameParse);
 
 } // namespace
 
