@@ -1,0 +1,86 @@
+"""The binding end to end: each test runs a short Python program under qel-emulator, which
+reports each emulated device's final state, and checks what the program printed and what the
+device saw."""
+import json
+import os
+import re
+import subprocess
+import sys
+import textwrap
+
+import pytest
+
+EMULATOR = os.environ.get("QEL_EMULATOR", "qel-emulator")
+PYTHON_DIR = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+
+
+def run(program, *emulator_options):
+    """Runs `program` under the emulator; returns its printed JSON and the device reports."""
+    env = dict(os.environ)
+    env["PYTHONPATH"] = PYTHON_DIR + os.pathsep + env.get("PYTHONPATH", "")
+    done = subprocess.run(
+        [EMULATOR, *emulator_options, "--report", "--", sys.executable, "-c",
+         textwrap.dedent(program)],
+        env=env, capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stdout + done.stderr
+    reports = re.findall(r"qel-emulator: device (\d+) .*?: (.*)", done.stderr)
+    lines = [l for l in done.stdout.splitlines() if l.startswith("{")]
+    return (json.loads(lines[-1]) if lines else None), dict(reports)
+
+
+def test_position_matches_the_emulated_arm():
+    result, _ = run("""
+        import json, qel
+        with qel.Device(1) as device:
+            print(json.dumps({"position": device.position, "rate": device.loop_rate}))
+        """, "--position", "10,-5,190")
+    assert result["position"] == pytest.approx([10, -5, 190], abs=0.05)
+
+
+def test_force_is_rendered_and_the_drives_are_off_after_the_block():
+    result, reports = run("""
+        import json, time, qel
+        with qel.Device(1) as device:
+            device.force_enabled = True
+            device.force = (0.0, 0.0, 2.0)
+            time.sleep(0.2)
+            print(json.dumps({"force": device.force}))
+        """, "--position", "10,-5,190")
+    assert result["force"] == [0.0, 0.0, 2.0]
+    assert "drives off" in reports["1"]
+    motors = [int(m) for m in re.search(r"motors (-?\d+),(-?\d+),(-?\d+)", reports["1"]).groups()]
+    assert any(m != 0 for m in motors), reports["1"]
+
+
+def test_the_drives_are_switched_off_when_the_block_raises():
+    result, reports = run("""
+        import json, qel
+        try:
+            with qel.Device(1) as device:
+                device.force_enabled = True
+                raise RuntimeError("application failure")
+        except RuntimeError:
+            print(json.dumps({"raised": True}))
+        """)
+    assert result == {"raised": True}
+    assert "drives off" in reports["1"]
+
+
+def test_failures_raise_with_the_library_code_node_and_text():
+    result, _ = run("""
+        import json, qel
+        out = {}
+        try:
+            qel.Device(7).open()
+        except qel.QelError as e:
+            out["range"] = [e.code, e.node, e.text]
+        with qel.Device(1) as device:
+            lib = qel.lib()
+            lib.qelDisableExpertMode()
+            if not lib.qelSaveConfiguration(1):
+                e = qel.errors.last_error(lib, "qelSaveConfiguration")
+                out["expert"] = [e.code, e.node, e.text]
+        print(json.dumps(out))
+        """)
+    assert result["range"] == [3, 1, "Invalid Input Parameter"]
+    assert result["expert"] == [4, 1, "Expert Mode Not Set"]
