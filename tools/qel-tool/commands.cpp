@@ -7,6 +7,8 @@ namespace qeltool {
 const std::vector<Command>& commands() {
     static const std::vector<Command> table = {
         {"list", "the devices found: node, serial number, type", kListHelp, runList},
+        {"info", "identity, model parameters, registers and calibration of a device", kInfoHelp,
+         runInfo},
         {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
     };
     return table;
