@@ -9,6 +9,8 @@ const std::vector<Command>& commands() {
         {"list", "the devices found: node, serial number, type", kListHelp, runList},
         {"info", "identity, model parameters, registers and calibration of a device", kInfoHelp,
          runInfo},
+        {"monitor", "a live view of position, orientation, velocity, buttons, force, drives",
+         kMonitorHelp, runMonitor},
         {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
     };
     return table;
