@@ -11,6 +11,8 @@ const std::vector<Command>& commands() {
          runInfo},
         {"monitor", "a live view of position, orientation, velocity, buttons, force, drives",
          kMonitorHelp, runMonitor},
+        {"calibrate", "load the stored limits, or record new ones and save them", kCalibrateHelp,
+         runCalibrate},
         {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
     };
     return table;
