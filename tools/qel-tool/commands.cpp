@@ -14,6 +14,7 @@ const std::vector<Command>& commands() {
         {"calibrate", "load the stored limits, or record new ones and save them", kCalibrateHelp,
          runCalibrate},
         {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
+        {"record", "record a trace of the handle to a CSV file", kRecordHelp, runRecord},
     };
     return table;
 }
