@@ -15,6 +15,7 @@ const std::vector<Command>& commands() {
          runCalibrate},
         {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
         {"record", "record a trace of the handle to a CSV file", kRecordHelp, runRecord},
+        {"plot", "draw a recorded trace as a PNG picture (with gnuplot)", kPlotHelp, runPlot},
     };
     return table;
 }

@@ -18,7 +18,21 @@ std::string traceHeader() {
     return line;
 }
 
-std::string traceRow(const Sample& s) {
+namespace {
+
+// A value the library could not compute (its velocity at a singular pose, say) is written
+// "nan", which spreadsheets and gnuplot read as missing, whatever its sign bit.
+double clean(double value) { return std::isnan(value) ? std::fabs(value) : value; }
+
+} // namespace
+
+std::string traceRow(const Sample& raw) {
+    Sample s = raw;
+    for (int i = 0; i < 3; ++i) {
+        s.position[i] = clean(s.position[i]);
+        s.velocity[i] = clean(s.velocity[i]);
+        s.force[i] = clean(s.force[i]);
+    }
     char line[512];
     std::snprintf(line, sizeof line, "%.6f,%.4f,%.4f,%.4f,%.5g,%.5g,%.5g,%.4f,%.4f,%.4f,%d,%d,%d",
                   s.time, s.position[0], s.position[1], s.position[2], s.velocity[0], s.velocity[1],
@@ -73,7 +87,7 @@ Trace readTrace(std::istream& in, const std::string& name) {
             char* end = nullptr;
             errno = 0;
             double value = std::strtod(field.c_str(), &end);
-            if (field.empty() || *end != '\0' || errno == ERANGE || !std::isfinite(value))
+            if (field.empty() || *end != '\0' || errno == ERANGE)
                 throw bad("'" + field + "' is not a number");
             row.push_back(value);
         }
