@@ -9,6 +9,7 @@
 
 #include "QEL_OPEN.h"
 #include "args.h"
+#include "commands.h"
 #include "failure.h"
 #include "limits.h"
 #include "plot_script.h"
@@ -83,6 +84,19 @@ TEST(ExitStatus, EveryLibraryErrorHasItsOwnStatus) {
         EXPECT_EQ(classify(e.code, e.text), &e) << e.text;
     }
     EXPECT_EQ(libraryErrors().size(), 15u); // 4 of the interface, 11 of the device
+}
+
+TEST(ExitStatus, TheHelpTextListsEveryStatus) {
+    std::string help = kExitStatusHelp;
+    for (const LibraryError& e : libraryErrors()) {
+        std::string row = "\n  " + std::to_string(e.status) + "  ";
+        size_t at = help.find(row);
+        ASSERT_NE(at, std::string::npos) << e.text;
+        std::string line = help.substr(at + 1, help.find('\n', at + 1) - at - 1);
+        std::string origin =
+            std::string(e.device ? "(device" : "(interface") + " error " + std::to_string(e.code);
+        EXPECT_NE(line.find(origin), std::string::npos) << line;
+    }
 }
 
 TEST(ExitStatus, CodesSharedByInterfaceAndDeviceAreToldApartByText) {
