@@ -1,0 +1,194 @@
+// qel-tool info: what a device is: identity, model parameters, registers, calibration.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "device.h"
+#include "failure.h"
+#include "limits.h"
+#include "model.h"
+#include "ports.h"
+#include "registers.h"
+
+namespace qeltool {
+
+const char kInfoHelp[] =
+    "usage: qel-tool info [-d N | --serial S]\n"
+    "\n"
+    "Shows what a device is: its port, serial number and type; the model parameters held in\n"
+    "its registers and the geometry the library uses for its type; its model and identity\n"
+    "registers as stored; and the calibration limits stored for each encoder axis.\n"
+    "\n"
+    "options:\n" QELTOOL_SELECTION_HELP;
+
+namespace {
+
+void row(const char* label, const std::string& value) {
+    std::printf("  %-22s %s\n", label, value.c_str());
+}
+
+std::string number(double value, const char* unit, int precision = 2) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f%s%s", precision, value, *unit ? " " : "", unit);
+    return text;
+}
+
+struct Facts {
+    std::string node = "?";
+    unsigned int serial = 0;
+    int type = 0;
+    unsigned int resolution = 0;
+    int torque = 0, current = 0, springLength = 0, springForce = 0;
+    unsigned char mode = 0;
+    unsigned int threshold = 0;
+    unsigned int lower[6] = {}, upper[6] = {};
+    struct Raw {
+        const Register* reg;
+        unsigned int value;
+    };
+    std::vector<Raw> registers;
+};
+
+Facts gather(Device& device) {
+    Facts f;
+    std::vector<Port> ports = findPorts();
+    if (static_cast<size_t>(device.id()) <= ports.size())
+        f.node = ports[static_cast<size_t>(device.id() - 1)].node;
+    device.init();
+    f.serial = device.serialNumber();
+    f.mode = device.operationMode();
+    f.threshold = device.velocityThreshold();
+    for (const Register& r : knownRegisters()) {
+        if (r.number < reg::Resolution || r.number > reg::SerialNumber) continue;
+        unsigned int value = r.width == 32
+                                 ? device.readInt(r.number)
+                                 : static_cast<unsigned short>(device.readShort(r.number));
+        f.registers.push_back({&r, value});
+        short asShort = static_cast<short>(value);
+        switch (r.number) {
+        case reg::Resolution:
+            f.resolution = value;
+            break;
+        case reg::NominalTorque:
+            f.torque = asShort;
+            break;
+        case reg::NominalCurrent:
+            f.current = asShort;
+            break;
+        case reg::SpringLength:
+            f.springLength = asShort;
+            break;
+        case reg::SpringForce:
+            f.springForce = asShort;
+            break;
+        case reg::DeviceType:
+            f.type = asShort;
+            break;
+        default:
+            break;
+        }
+    }
+    for (int axis = 0; axis < 6; ++axis) {
+        f.lower[axis] = device.readInt(lowerLimitRegister(axis));
+        f.upper[axis] = device.readInt(upperLimitRegister(axis));
+    }
+    return f;
+}
+
+void printIdentity(const Device& device, const Facts& f) {
+    std::printf("%s\n", device.name().c_str());
+    row("node", f.node);
+    row("serial number", std::to_string(f.serial));
+    row("device type", std::to_string(f.type));
+    char mode[32];
+    std::snprintf(mode, sizeof mode, "0x%02X", f.mode);
+    row("operation mode", mode);
+    row("velocity threshold", std::to_string(f.threshold));
+}
+
+void printModel(const Facts& f, const Model* model, const std::string& modelError) {
+    std::printf("\nmodel parameters\n");
+    row("encoder resolution", std::to_string(f.resolution) + " counts per turn");
+    row("nominal torque", std::to_string(f.torque) + " N*mm");
+    row("nominal current", std::to_string(f.current) + " mA");
+    row("spring length", number(f.springLength / 100.0, "mm"));
+    row("spring force", number(f.springForce / 100.0, "N"));
+    if (!model) {
+        row("geometry", "unavailable: " + modelError);
+        return;
+    }
+    if (!model->known) {
+        row("geometry",
+            "none: the library has no geometry for type " + std::to_string(model->type));
+        return;
+    }
+    row("actuated link", number(model->actuatedLink, "mm", 3));
+    row("passive link", number(model->passiveLink, "mm", 3));
+    row("fixed platform", number(model->fixedPlatform, "mm", 3));
+    row("moving platform", number(model->movingPlatform, "mm", 3));
+    row("link centre of mass", number(model->actuatedLinkGravity, "mm", 3));
+    row("masses", number(model->platformMass, "kg (platform), ", 4) +
+                      number(model->actuatedLinkMass, "kg (actuated link), ", 4) +
+                      number(model->passiveLinkMass, "kg (passive link)", 5));
+    row("arm joint range",
+        number(model->deltaRange, "deg", 1) + " from " + number(model->defaultAngle[0], "deg", 1));
+    row("wrist ranges", number(model->yawRange, "deg (yaw), ", 1) +
+                            number(model->pitchRange, "deg (pitch), ", 1) +
+                            number(model->rollRange, "deg (roll)", 1));
+    row("transmission ratio", number(model->transmission, "", 2));
+    row("torque constant", number(model->torqueConstant, "", 2));
+    if (model->springStiffness > 0)
+        row("spring", number(model->springStiffness, "stiffness, ", 2) +
+                          number(model->springRadius, "mm radius", 1));
+}
+
+void printRegisters(const Facts& f) {
+    std::printf("\nregisters\n");
+    for (const Facts::Raw& raw : f.registers) {
+        std::string numbers = std::to_string(raw.reg->number);
+        if (raw.reg->width == 32) numbers += "-" + std::to_string(raw.reg->number + 1);
+        char hex[16];
+        std::snprintf(hex, sizeof hex, raw.reg->width == 32 ? "0x%08X" : "0x%04X", raw.value);
+        long long shown =
+            raw.reg->isSigned ? static_cast<short>(raw.value) : static_cast<long long>(raw.value);
+        std::printf("  %-8s %-16s %-11s %lld\n", numbers.c_str(), raw.reg->name.c_str(), hex,
+                    shown);
+    }
+}
+
+void printCalibration(const Facts& f) {
+    std::printf("\ncalibration (stored limits)\n");
+    std::printf("  %-12s %11s %11s %11s %9s\n", "axis", "lower", "upper", "span", "degrees");
+    for (int axis = 0; axis < 6; ++axis) {
+        unsigned long long span = storedSpan(f.lower[axis], f.upper[axis], f.resolution);
+        double degrees = f.resolution ? static_cast<double>(span) * 360.0 / f.resolution : 0.0;
+        std::printf("  %-12s %11u %11u %11llu %9.2f\n", kAxisNames[axis], f.lower[axis],
+                    f.upper[axis], span, degrees);
+    }
+}
+
+} // namespace
+
+int runInfo(Args& args) {
+    Selection selection = takeSelection(args);
+    args.finish();
+    Facts facts;
+    int id = 0;
+    {
+        Device device(selection);
+        facts = gather(device);
+        id = device.id();
+        printIdentity(device, facts);
+    }
+    // The geometry needs the port to itself: the interface has closed it above.
+    Model model;
+    std::string modelError;
+    bool haveModel = readModel(id, model, modelError);
+    printModel(facts, haveModel ? &model : nullptr, modelError);
+    printRegisters(facts);
+    printCalibration(facts);
+    return kOk;
+}
+
+} // namespace qeltool

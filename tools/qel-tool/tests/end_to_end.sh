@@ -1,0 +1,151 @@
+#!/usr/bin/env bash
+# qel-tool itself, run as a user runs it, under qel-emulator. One group of checks per call:
+#   end_to_end.sh QEL_TOOL QEL_EMULATOR GROUP
+# Exits 0 when every check of the group passed, 77 when the group cannot run here.
+set -uo pipefail
+tool=$1 emu=$2 group=$3
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+failed=0 passed=0
+
+# check NAME STATUS COMMAND...: runs COMMAND with its output in $work/out (standard output)
+# and $work/err (standard error) and expects the exit status.
+check() {
+    local name=$1 want=$2
+    shift 2
+    "$@" >"$work/out" 2>"$work/err" </dev/null
+    local got=$?
+    if [[ $got -ne $want ]]; then
+        echo "FAIL $name: exit status $got, expected $want"
+        sed 's/^/  out: /' "$work/out" | head -20
+        sed 's/^/  err: /' "$work/err" | head -20
+        failed=$((failed + 1))
+        return 1
+    fi
+    passed=$((passed + 1))
+}
+
+# expect NAME FILE PATTERN: the file (out or err) has a line matching the extended regex.
+expect() {
+    local name=$1 file=$2 pattern=$3
+    if ! grep -Eq -- "$pattern" "$work/$file"; then
+        echo "FAIL $name: no line of $file matches /$pattern/"
+        sed "s/^/  $file: /" "$work/$file" | head -30
+        failed=$((failed + 1))
+        return 1
+    fi
+    passed=$((passed + 1))
+}
+
+group_cli() {
+    check help 0 "$tool" --help
+    for c in list info monitor calibrate param record plot; do
+        expect "help lists $c" out "^  $c +"
+    done
+    expect "help has the exit statuses" out "^  39 +data receive failed"
+    for c in list info monitor calibrate param record plot; do
+        check "$c --help" 0 "$tool" "$c" --help && expect "$c usage" out "^usage: qel-tool $c"
+    done
+    check "help param" 0 "$tool" help param && expect "help param usage" out "^usage: qel-tool param"
+    check version 0 "$tool" --version && expect version out "^qel-tool [0-9]+\.[0-9]+"
+    check "no command" 2 "$tool"
+    check "unknown command" 2 "$tool" frobnicate && expect "unknown command" err "unknown command"
+    check "unknown option" 2 "$tool" list --frob && expect "unknown option" err "unknown option --frob"
+    check "bad number" 2 "$tool" record -o x.csv --rate fast && expect "bad number" err "the rate"
+    check "no output" 2 "$tool" record && expect "no output" err "needs an output file"
+}
+
+group_devices() {
+    check list 0 "$emu" --devices 2 --type 2 --serial 777,778 -- "$tool" list
+    expect "list header" out "^ID +NODE +SERIAL +TYPE$"
+    expect "list first" out "^1 +/dev/tty[A-Za-z]+[0-9] +777 +2$"
+    expect "list second" out "^2 +/dev/tty[A-Za-z]+[0-9] +778 +2$"
+    check "list nothing" 0 "$emu" --devices 0 -- "$tool" list && expect "list nothing" err "no devices found"
+    check "info without devices" 10 "$emu" --devices 0 -- "$tool" info
+    expect "info without devices" err "No Device Connected to the System \(interface error 1\)"
+    check "info of a missing device" 12 "$emu" --devices 2 -- "$tool" info -d 3
+    expect "info of a missing device" err "there is no device 3: 2 devices are connected"
+    check "unknown serial" 12 "$emu" --devices 2 -- "$tool" info --serial 999
+    check "info by serial" 0 "$emu" --devices 2 --type 2 --serial 777,778 -- "$tool" info --serial 778
+    expect "info serial" out "^  serial number +778$"
+    expect "info type" out "^  device type +2$"
+    expect "info geometry" out "^  actuated link +70\.000 mm$"
+    expect "info limits" out "^  arm 1 +948576 "
+    check "info of an unknown type" 0 "$emu" --type 7 -- "$tool" info
+    expect "info of an unknown type" out "no geometry for type 7"
+}
+
+group_param() {
+    check "set and get" 0 "$emu" -- sh -c "'$tool' param set 300 -7 --short && '$tool' param get 300 --short --bare"
+    expect "set" out "register 300 set to -7 \(0xFFF9\)"
+    expect "get" out "^-7$"
+    check "commit" 0 "$emu" --state "$work/state" -- sh -c "'$tool' param set nominal-torque 150 && '$tool' param commit"
+    expect "commit" out "registers stored permanently"
+    check "committed" 0 "$emu" --state "$work/state" -- "$tool" param get nominal-torque
+    expect "committed" out "^register 130 \(nominal-torque\): 150 \(0x0096\)$"
+    check "not committed" 0 "$emu" --state "$work/state" -- sh -c "'$tool' param set 130 99 && true"
+    check "lost" 0 "$emu" --state "$work/state" -- "$tool" param get 130 --bare
+    expect "lost" out "^150$"
+    check names 0 "$tool" param names && expect names out "^serial +136-137 +32 "
+    check "bad value" 2 "$tool" param set type 70000
+}
+
+group_calibrate() {
+    check load 0 "$emu" -- "$tool" calibrate
+    expect load out "calibration loaded"
+    expect "load position" out "^position -?[0-9.]+, -?[0-9.]+, [0-9.]+ mm$"
+    check "not confirmed" 3 "$emu" --hand circle -- "$tool" calibrate record --time 0.8
+    expect "not confirmed" err "not confirmed: nothing saved"
+    check "record" 0 "$emu" --hand circle --state "$work/state" -- "$tool" calibrate record --time 1 --yes --progress
+    expect "record progress" err "arm 1 +\[#*-*\] +[0-9]+%"
+    expect "record saved" out "limits saved"
+    check "saved" 0 "$emu" --state "$work/state" -- "$tool" param get arm1-lower yaw-lower --bare
+    if [[ $(head -1 "$work/out") == 948576 ]]; then
+        echo "FAIL saved: the arm's lower limit is still the old one"
+        failed=$((failed + 1))
+    fi
+    expect "wrist kept" out "^100000$"
+}
+
+group_monitor() {
+    check "plain" 0 "$emu" -- "$tool" monitor --count 3 --rate 20 --plain
+    [[ $(grep -c '^position ' "$work/out") -eq 3 ]] || { echo "FAIL plain: not 3 refreshes"; failed=$((failed + 1)); }
+    expect "plain position" out "^position +x +-?[0-9.]+ +y +-?[0-9.]+ +z +[0-9.]+ +mm$"
+    expect "plain drives" out "^drives +off"
+    expect "plain rate" out "^loop rate"
+    check "ansi" 0 "$emu" -- "$tool" monitor --time 0.3 --rate 10 --ansi
+    expect "ansi redraws" out $'\x1b\\[[0-9]+A'
+    expect "ansi hides the cursor" out $'\x1b\\[\\?25l'
+    check "gravity" 0 "$emu" --physics -- "$tool" monitor --count 2 --gravity --plain
+    expect "gravity" out "^drives +on, rendering the force with gravity compensation"
+}
+
+group_record_plot() {
+    check record 0 "$emu" --hand circle -- "$tool" record -o "$work/trace.csv" --rate 50 --time 0.5 --force 0,0,1 --progress
+    expect "record progress" err "100%"
+    expect "record summary" err "recorded 25 samples at 50 Hz"
+    cp "$work/trace.csv" "$work/out"
+    expect "record header" out "^t_s,x_mm,y_mm,z_mm,vx,vy,vz,fx_N,fy_N,fz_N,motor0,motor1,motor2$"
+    expect "record force" out ",0\.0000,0\.0000,1\.0000,-?[0-9]+,-?[0-9]+,-?[0-9]+$"
+    [[ $(wc -l <"$work/trace.csv") -eq 26 ]] || { echo "FAIL record: not 25 samples"; failed=$((failed + 1)); }
+    check "record to stdout" 0 "$emu" -- "$tool" record -o - --time 0.05 --quiet
+    expect "record to stdout" out "^t_s,"
+    check "unwritable" 1 "$emu" -- "$tool" record -o "$work/no/such/dir.csv" --time 0.1
+    if ! command -v gnuplot >/dev/null; then
+        echo "gnuplot is not installed: plot not checked"
+    else
+        check plot 0 "$tool" plot "$work/trace.csv" --title "circle"
+        expect plot out "plotted 25 samples to .*trace\.png"
+        [[ $(head -c 8 "$work/trace.png" | od -An -tx1 | tr -d ' \n') == 89504e470d0a1a0a ]] ||
+            { echo "FAIL plot: $work/trace.png is no PNG"; failed=$((failed + 1)); }
+    fi
+    printf 't_s,x_mm\n0,1\n' >"$work/other.csv"
+    check "plot of another file" 1 "$tool" plot "$work/other.csv"
+    expect "plot of another file" err "has no column y_mm"
+    printf 't_s,x_mm\n0,oops\n' >"$work/bad.csv"
+    check "plot of a broken file" 1 "$tool" plot "$work/bad.csv" && expect "broken" err "bad\.csv:2: 'oops' is not a number"
+}
+
+"group_$group"
+echo "$passed passed, $failed failed"
+[[ $failed -eq 0 ]]
