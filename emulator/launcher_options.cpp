@@ -30,7 +30,6 @@ const char kLauncherUsage[] =
     "  --hand-point X,Y,Z    the hand's point in millimetres (default 0,0,200)\n"
     "  --hand-normal X,Y,Z   the push direction and circle axis (default 0,0,1)\n"
     "  --hand-force N        the push in newtons (default 2)\n"
-    "  --hand-for SECONDS    the hands let go this long after the start\n"
     "  --press-button SECONDS\n"
     "                        device 1's button 0 goes down this long after the start\n"
     "  --report              when PROGRAM has ended, print each device's state (drives, LEDs,\n"
@@ -158,8 +157,6 @@ int parseLauncherOptions(int argc, char** argv, LauncherOptions& options) {
                 return usageError("--hand-normal takes X,Y,Z");
         } else if (arg == "--hand-force") {
             device.hand.force = std::atof(value("--hand-force"));
-        } else if (arg == "--hand-for") {
-            options.handSeconds = std::atof(value("--hand-for"));
         } else if (arg == "--press-button") {
             options.buttonSeconds = std::atof(value("--press-button"));
         } else if (arg == "--report") {

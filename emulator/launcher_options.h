@@ -10,7 +10,6 @@ namespace qelemu {
 struct LauncherOptions {
     EmulatorOptions emulator;
     int program = -1;          // index in argv of the program to run
-    double handSeconds = -1;   // the scripted hands let go this long after the start; < 0 never
     double buttonSeconds = -1; // device 1's button 0 goes down this long after the start
     bool report = false;       // print each device's final state when the program has ended
 };

@@ -1,15 +1,13 @@
 #include "launcher_timeline.h"
 
 #include <chrono>
-#include <utility>
-#include <vector>
 
 namespace qelemu {
 
 LauncherTimeline::LauncherTimeline(Emulator& emulator, const LauncherOptions& options)
     : emulator_(emulator) {
-    if (options.handSeconds >= 0 || options.buttonSeconds >= 0)
-        thread_ = std::thread([this, options] { run(options.handSeconds, options.buttonSeconds); });
+    double seconds = options.buttonSeconds;
+    if (seconds >= 0) thread_ = std::thread([this, seconds] { pressButtonAfter(seconds); });
 }
 
 LauncherTimeline::~LauncherTimeline() {
@@ -21,28 +19,13 @@ LauncherTimeline::~LauncherTimeline() {
     if (thread_.joinable()) thread_.join();
 }
 
-void LauncherTimeline::run(double handSeconds, double buttonSeconds) {
-    using Clock = std::chrono::steady_clock;
-    auto at = [start = Clock::now()](double seconds) {
-        return start +
-               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-    };
-    // The events in the order they fall due.
-    std::vector<std::pair<double, bool>> events; // (time, is the button)
-    if (handSeconds >= 0) events.push_back({handSeconds, false});
-    if (buttonSeconds >= 0) events.push_back({buttonSeconds, true});
-    if (events.size() == 2 && events[1].first < events[0].first) std::swap(events[0], events[1]);
-
+void LauncherTimeline::pressButtonAfter(double seconds) {
     std::unique_lock<std::mutex> lock(mutex_);
-    for (const auto& event : events) {
-        if (wake_.wait_until(lock, at(event.first), [this] { return finished_; })) return;
-        if (event.second) {
-            if (emulator_.deviceCount() > 0) emulator_.device(0).setButtons(1);
-        } else {
-            for (int k = 0; k < emulator_.deviceCount(); ++k)
-                emulator_.device(k).setHand(HandScript());
-        }
-    }
+    auto due =
+        std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                               std::chrono::duration<double>(seconds));
+    if (wake_.wait_until(lock, due, [this] { return finished_; })) return;
+    if (emulator_.deviceCount() > 0) emulator_.device(0).setButtons(1);
 }
 
 } // namespace qelemu

@@ -1,6 +1,6 @@
-// What happens to the emulated devices while qel-emulator's program runs: the scripted hands
-// let go and device 1's button goes down at the times the command line gives. A thread of its
-// own carries the events out; destroying the timeline stops it at once.
+// What happens to the emulated devices while qel-emulator's program runs: device 1's button
+// goes down at the time the command line gives. A thread of its own waits for that time;
+// destroying the timeline ends it at once.
 #ifndef QELEMU_LAUNCHER_TIMELINE_H
 #define QELEMU_LAUNCHER_TIMELINE_H
 
@@ -21,7 +21,7 @@ public:
     LauncherTimeline& operator=(const LauncherTimeline&) = delete;
 
 private:
-    void run(double handSeconds, double buttonSeconds);
+    void pressButtonAfter(double seconds);
 
     Emulator& emulator_;
     std::mutex mutex_;
