@@ -6,7 +6,9 @@
 //     --seconds S  run this long (default 30 seconds; Ctrl-C ends it sooner)
 //     --off        force output on but compensation off, to feel the difference
 //
-// Without hardware: qel-emulator --physics -- gravity --seconds 5
+// Without hardware, on an emulated arm of type 2 with its joints at 95 degrees, where the
+// compensation's model of the arm's weight fits the emulated arm best:
+//   qel-emulator --type 2 --pose 95,95,95 --physics -- gravity --seconds 5
 #include <cmath>
 #include <cstdio>
 
