@@ -1,0 +1,52 @@
+#!/bin/sh
+# Installs the build into a fresh prefix and builds a small C application against that copy
+# alone, once through find_package(qel) and once through pkg-config, then runs both under the
+# installed qel-emulator with the handle at a known place.
+#   install_test.sh CMAKE GENERATOR C_COMPILER BUILD_DIR CONSUMER_SOURCE_DIR
+set -eu
+cmake=$1 generator=$2 cc=$3 build=$4 source=$5
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+fail() {
+    echo "FAIL: $*" >&2
+    exit 1
+}
+
+"$cmake" --install "$build" --prefix "$prefix" >"$work/install.log" || fail "install"
+libdir=$(dirname "$(find "$prefix" -name libqel.so.1)")
+for f in "$libdir/libqel.so.1" "$libdir/libqel.so" "$prefix/include/qel/QEL_OPEN.h" \
+    "$prefix/include/qel/qelDefines.h" "$libdir/cmake/qel/qelConfig.cmake" \
+    "$libdir/cmake/qel/qelConfigVersion.cmake" "$libdir/pkgconfig/qel.pc" \
+    "$prefix/lib/udev/rules.d/70-qel.rules" "$prefix/bin/qel-emulator"; do
+    [ -e "$f" ] || fail "not installed: ${f#"$prefix"/}"
+done
+[ -L "$libdir/libqel.so.1" ] || fail "libqel.so.1 is not the SONAME link"
+soname=$(readelf -d "$libdir/libqel.so.1" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
+[ "$soname" = libqel.so.1 ] || fail "SONAME is '$soname'"
+emulator="$prefix/bin/qel-emulator --position 10,-20,180 --"
+expected='consumer: device 1 at 10.00 -20.00 180.00 mm'
+
+# find_package(qel) and the imported target qel::qel.
+"$cmake" -S "$source" -B "$work/cmake-build" -G "$generator" -DCMAKE_C_COMPILER="$cc" \
+    -DCMAKE_PREFIX_PATH="$prefix" >"$work/configure.log" 2>&1 ||
+    { cat "$work/configure.log" >&2; fail "configure with find_package"; }
+"$cmake" --build "$work/cmake-build" >"$work/build.log" 2>&1 ||
+    { cat "$work/build.log" >&2; fail "build with find_package"; }
+readelf -d "$work/cmake-build/consumer" | grep -q 'NEEDED.*\[libqel\.so\.1\]' ||
+    fail "the consumer does not need libqel.so.1"
+out=$($emulator "$work/cmake-build/consumer") || fail "the CMake-built consumer failed"
+[ "$out" = "$expected" ] || fail "CMake-built consumer said: $out"
+
+# pkg-config --cflags --libs qel, from a different directory than the prefix's.
+export PKG_CONFIG_PATH="$libdir/pkgconfig"
+[ "$(pkg-config --modversion qel)" = "$(sed -n 's/^Version: //p' "$libdir/pkgconfig/qel.pc")" ] ||
+    fail "pkg-config does not read qel.pc"
+cd "$work"
+# shellcheck disable=SC2046
+"$cc" -std=c99 -Wall -Wextra -pedantic -Werror "$source/consumer.c" \
+    $(pkg-config --cflags --libs qel) -o consumer-pc || fail "build with pkg-config"
+out=$(LD_LIBRARY_PATH=$(pkg-config --variable=libdir qel) $emulator ./consumer-pc) ||
+    fail "the pkg-config-built consumer failed"
+[ "$out" = "$expected" ] || fail "pkg-config-built consumer said: $out"
+echo "install: all checks passed"

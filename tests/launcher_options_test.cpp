@@ -1,0 +1,89 @@
+// qel-emulator's command line: what each option makes of the emulated devices.
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "launcher_options.h"
+
+namespace {
+
+// Parses a command line given as words (the program name is added).
+struct Parsed {
+    int status;
+    qelemu::LauncherOptions options;
+};
+Parsed parse(std::initializer_list<const char*> words) {
+    std::vector<std::string> storage = {"qel-emulator"};
+    storage.insert(storage.end(), words.begin(), words.end());
+    std::vector<char*> argv;
+    for (std::string& w : storage) argv.push_back(&w[0]);
+    Parsed p;
+    p.status = qelemu::parseLauncherOptions(static_cast<int>(argv.size()), argv.data(), p.options);
+    return p;
+}
+
+using Kind = qelemu::HandScript::Kind;
+
+TEST(LauncherOptions, OneDeviceByDefaultAndTheProgramAfterTheDashes) {
+    Parsed p = parse({"--", "prog", "--seconds", "2"});
+    ASSERT_EQ(p.status, -1);
+    EXPECT_EQ(p.options.program, 2);
+    ASSERT_EQ(p.options.emulator.device.size(), 1u);
+    EXPECT_FALSE(p.options.emulator.device[0].physics);
+    EXPECT_EQ(p.options.emulator.device[0].hand.kind, Kind::None);
+    EXPECT_LT(p.options.buttonSeconds, 0);
+    EXPECT_FALSE(p.options.report);
+}
+
+TEST(LauncherOptions, HandsOnePerDeviceOrOneForAll) {
+    Parsed p = parse({"--devices", "3", "--hand", "circle,none", "--", "prog"});
+    ASSERT_EQ(p.status, -1);
+    ASSERT_EQ(p.options.emulator.device.size(), 3u);
+    EXPECT_EQ(p.options.emulator.device[0].hand.kind, Kind::FollowCircle);
+    EXPECT_EQ(p.options.emulator.device[1].hand.kind, Kind::None);
+    EXPECT_EQ(p.options.emulator.device[2].hand.kind, Kind::None) << "past the list: no hand";
+    for (const auto& d : p.options.emulator.device) EXPECT_TRUE(d.physics) << "a hand moves it";
+
+    p = parse({"-n", "2", "--hand", "push", "--", "prog"});
+    ASSERT_EQ(p.status, -1);
+    for (const auto& d : p.options.emulator.device) EXPECT_EQ(d.hand.kind, Kind::PushPlane);
+}
+
+TEST(LauncherOptions, TheHandsPointNormalAndForce) {
+    Parsed p = parse({"--hand", "push", "--hand-point", "1,-2,230", "--hand-normal", "0,1,0",
+                      "--hand-force", "3.5", "--", "prog"});
+    ASSERT_EQ(p.status, -1);
+    const qelemu::HandScript& h = p.options.emulator.device[0].hand;
+    EXPECT_EQ(h.point[0], 1);
+    EXPECT_EQ(h.point[1], -2);
+    EXPECT_EQ(h.point[2], 230);
+    EXPECT_EQ(h.normal[1], 1);
+    EXPECT_EQ(h.normal[2], 0);
+    EXPECT_EQ(h.force, 3.5);
+}
+
+TEST(LauncherOptions, ButtonPressReportAndSerials) {
+    Parsed p = parse({"-n", "2", "-s", "7,8", "--press-button", "1.5", "--report", "--", "p"});
+    ASSERT_EQ(p.status, -1);
+    EXPECT_EQ(p.options.buttonSeconds, 1.5);
+    EXPECT_TRUE(p.options.report);
+    EXPECT_EQ(p.options.emulator.device[0].serialNumber, 7u);
+    EXPECT_EQ(p.options.emulator.device[1].serialNumber, 8u);
+}
+
+TEST(LauncherOptions, UsageErrorsExitWithTwo) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(parse({"--hand", "wave", "--", "prog"}).status, 2);
+    EXPECT_EQ(parse({"--hand-point", "1,2", "--", "prog"}).status, 2);
+    EXPECT_EQ(parse({"--devices", "11", "--", "prog"}).status, 2);
+    EXPECT_EQ(parse({"--bogus", "--", "prog"}).status, 2);
+    EXPECT_EQ(parse({"--physics"}).status, 2) << "no program";
+    EXPECT_EQ(parse({"--press-button"}).status, 2) << "a missing value";
+    std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("--hand takes hold, push, circle or none"), std::string::npos);
+    EXPECT_NE(errors.find("--press-button needs a value"), std::string::npos);
+}
+
+} // namespace
