@@ -2,7 +2,8 @@
 #   lib/libqel.so.1.x.y, its SONAME link libqel.so.1 and the link libqel.so;
 #   include/qel/QEL_OPEN.h and qelDefines.h;
 #   lib/cmake/qel/ (find_package(qel) gives qel::qel) and lib/pkgconfig/qel.pc;
-#   lib/udev/rules.d/70-qel.rules; bin/qel-emulator.
+#   lib/udev/rules.d/70-qel.rules; bin/qel-emulator;
+#   the Python package qel in lib/python3/dist-packages, Debian's directory for Python 3.
 include(CMakePackageConfigHelpers)
 
 set(QEL_UDEV_RULES_DIR "lib/udev/rules.d" CACHE STRING
@@ -34,3 +35,8 @@ install(FILES udev/70-qel.rules DESTINATION ${QEL_UDEV_RULES_DIR})
 if(QEL_BUILD_EMULATOR)
     install(TARGETS qel-emulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
+
+set(QEL_PYTHON_DIR "lib/python3/dist-packages" CACHE STRING
+    "Where the Python package is installed, relative to the prefix")
+install(DIRECTORY python/qel DESTINATION ${QEL_PYTHON_DIR}
+        FILES_MATCHING PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)

@@ -84,3 +84,22 @@ def test_failures_raise_with_the_library_code_node_and_text():
         """)
     assert result["range"] == [3, 1, "Invalid Input Parameter"]
     assert result["expert"] == [4, 1, "Expert Mode Not Set"]
+
+
+def test_the_wall_example_holds_the_pushing_hand():
+    example = os.path.join(os.path.dirname(PYTHON_DIR), "examples", "python", "wall.py")
+    env = dict(os.environ)
+    env["PYTHONPATH"] = PYTHON_DIR + os.pathsep + env.get("PYTHONPATH", "")
+    done = subprocess.run(
+        [EMULATOR, "--physics", "--hand", "push", "--hand-point", "0,0,230", "--report", "--",
+         sys.executable, example, "--seconds", "3"],
+        env=env, capture_output=True, text=True, timeout=60)
+    assert done.returncode == 0, done.stdout + done.stderr
+    m = re.search(r"python loop: (\d+) updates/s, refresh thread: (\d+) exchanges/s, "
+                  r"deepest penetration ([\d.]+) mm", done.stdout)
+    assert m, done.stdout
+    assert float(m.group(1)) > 100
+    # The hand pushes 2 N into a 0.5 N/mm wall: about 4 mm, where without the wall it would
+    # reach its own stop 30 mm behind it.
+    assert float(m.group(3)) < 15
+    assert "drives off" in done.stderr
