@@ -49,4 +49,12 @@ cd "$work"
 out=$(LD_LIBRARY_PATH=$(pkg-config --variable=libdir qel) $emulator ./consumer-pc) ||
     fail "the pkg-config-built consumer failed"
 [ "$out" = "$expected" ] || fail "pkg-config-built consumer said: $out"
+# The Python package, importable from the prefix, finds the prefix's library by itself.
+if [ -x /usr/bin/python3 ]; then
+    out=$(cd "$work" && PYTHONPATH="$prefix/lib/python3/dist-packages" QEL_LIBRARY= \
+        $emulator /usr/bin/python3 -c \
+        'import qel; d = qel.Device(1).open(); print("%.1f %.1f %.1f" % d.position); d.close()') ||
+        fail "the installed Python package failed"
+    [ "$out" = "10.0 -20.0 180.0" ] || fail "the installed Python package said: $out"
+fi
 echo "install: all checks passed"
