@@ -394,9 +394,10 @@ protected:
     // data (error 257).
     int ExchangeByte(uint8_t code, int value, uint8_t* answer, bool requireNonZero);
 
-    // The arm's three joint angles in radians into angles[0..2] (zero-initialised by the
-    // caller), read afresh from the counts of the last cyclic frame.
-    int ReadArmAngles(double* angles);
+    // The common start of the arm-geometry operations: the guard, the arm's three joint
+    // angles in radians into angles[0..2] (zero-initialised by the caller), read afresh from
+    // the counts of the last cyclic frame, and then error 258 for a null output.
+    int ReadArmAngles(double* angles, const void* out);
 
 private:
     // Refresh threads hold a plain pointer to this object, and Close does not wait for them.

@@ -24,10 +24,16 @@ const double kQuarterTurn = 1.5707963;
 
 } // namespace
 
-int QEL::ReadArmAngles(double* angles) {
+int QEL::ReadArmAngles(double* angles, const void* out) {
+    if (!CheckReady()) return 0;
     // The read also writes the velocities of all six channels.
     double velocities[6] = {};
-    return GetJointAng(angles, 7, velocities);
+    if (!GetJointAng(angles, 7, velocities)) return 0;
+    if (!out) {
+        ErrorCatch(258);
+        return 0;
+    }
+    return 1;
 }
 
 // Runs before the device is initialised (initialisation itself calls it), so it asks only for
@@ -47,13 +53,8 @@ int QEL::CalcuFixedLinkVect(qelVector3D<double>* out) {
 }
 
 int QEL::CalcuActLinkVect(qelVector3D<double>* out) {
-    if (!CheckReady()) return 0;
     double theta[6] = {};
-    if (!ReadArmAngles(theta)) return 0;
-    if (!out) {
-        ErrorCatch(258);
-        return 0;
-    }
+    if (!ReadArmAngles(theta, out)) return 0;
     // The joint angle is measured from the z axis.
     double s[3], c[3];
     qelkin::armSinCos(theta, s, c);
@@ -64,13 +65,8 @@ int QEL::CalcuActLinkVect(qelVector3D<double>* out) {
 }
 
 int QEL::CalcuPassLinkVect(qelVector3D<double>* out) {
-    if (!CheckReady()) return 0;
     double theta[6] = {};
-    if (!ReadArmAngles(theta)) return 0;
-    if (!out) {
-        ErrorCatch(258);
-        return 0;
-    }
+    if (!ReadArmAngles(theta, out)) return 0;
     // From the elbow to the platform point: the elbow's distance from the axis is shifted by
     // the platform's radius, which stands the platform's attachment in for its centre.
     double s[3], c[3];
@@ -85,13 +81,8 @@ int QEL::CalcuPassLinkVect(qelVector3D<double>* out) {
 
 int QEL::CalcuNormVect(const qelVector3D<double>* act, const qelVector3D<double>* fixed,
                        qelVector3D<double>* out) {
-    if (!CheckReady()) return 0;
     double theta[6] = {};
-    if (!ReadArmAngles(theta)) return 0;
-    if (!out) {
-        ErrorCatch(258);
-        return 0;
-    }
+    if (!ReadArmAngles(theta, out)) return 0;
     // Not normalised; oriented so that it keeps its side as the link passes the base plane.
     for (int i = 0; i < 3; ++i)
         out[i] = theta[i] > kQuarterTurn ? crossProduct(act[i], fixed[i])

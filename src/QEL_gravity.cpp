@@ -20,13 +20,8 @@ const double kSpringRestAngle = 2.600540541111111;
 } // namespace
 
 int QEL::CalcuActLinkGravPointVect(qelVector3D<double>* out) {
-    if (!CheckReady()) return 0;
     double theta[6] = {};
-    if (!ReadArmAngles(theta)) return 0;
-    if (!out) {
-        ErrorCatch(258);
-        return 0;
-    }
+    if (!ReadArmAngles(theta, out)) return 0;
     // From the shoulder to the actuated link's centre of gravity, off the link's axis by beta.
     for (int i = 0; i < 3; ++i) {
         double s = std::sin(theta[i] + m_Beta);
@@ -64,13 +59,14 @@ int QEL::CalcuGravCompTorq(double*, double (*jacT)[3], double* torque) {
         platformTorque[r] = -sum;
     }
 
-    double theta[6] = {};
+    // Each arm reads the angles afresh; the read also writes all six joint velocities.
+    double theta[6] = {}, velocities[6] = {};
     double armTorque[3];
     for (int i = 0; i < 3; ++i) {
         // The weights' components in the arm's plane.
         qelVector3Dd elbowInPlane = elbow - project(elbow, m_NormVect[i]);
         qelVector3Dd linkInPlane = link - project(link, m_NormVect[i]);
-        if (!ReadArmAngles(theta)) return 0;
+        if (!GetJointAng(theta, 7, velocities)) return 0;
         qelVector3Dd d, e;
         if (kQuarterTurn > theta[i]) {
             d = crossProduct(elbowInPlane, m_ActLinkVect[i]);

@@ -17,16 +17,9 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using qeltest::waitUntil;
 
-bool waitUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
-    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!done()) {
-        if (Clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return true;
-}
+using Clock = std::chrono::steady_clock;
 
 void sleepSeconds(double s) { std::this_thread::sleep_for(std::chrono::duration<double>(s)); }
 

@@ -13,19 +13,13 @@
 
 #include "QEL.h"
 #include "emulator.h"
+#include "fixtures.h"
 
 namespace {
 
-const double kPi8 = 3.1415926;
+using qeltest::waitUntil;
 
-bool waitUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
-    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!done()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return true;
-}
+const double kPi8 = 3.1415926;
 
 // Rotation by t about axis 0, 1 or 2, multiplied onto m from the right.
 void rotateBy(double m[3][3], int axis, double t) {

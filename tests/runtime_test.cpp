@@ -19,18 +19,11 @@
 
 namespace {
 
+using qeltest::waitUntil;
+
 using qelemu::Fault;
 using qelemu::FaultKind;
 using Clock = std::chrono::steady_clock;
-
-bool waitUntil(const std::function<bool()>& done, int timeoutMs = 3000) {
-    auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
-    while (!done()) {
-        if (Clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::microseconds(200));
-    }
-    return true;
-}
 
 int threadsOfThisProcess() {
     int count = 0;

@@ -1,6 +1,8 @@
 #include "fixtures.h"
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 #include "QEL_OPEN.h"
 
@@ -28,6 +30,15 @@ void InterfaceTest::SetUp() {
 void InterfaceTest::TearDown() {
     for (int id = 1; id <= 10; ++id) qelClose(static_cast<char>(id));
     qelDisableExpertMode();
+}
+
+bool waitUntil(const std::function<bool()>& done, int timeoutMs) {
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return true;
 }
 
 void expectLastError(unsigned int code, unsigned int node, const char* text) {

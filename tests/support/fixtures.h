@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 
 #include "QEL.h"
@@ -30,6 +31,10 @@ protected:
     void SetUp() override;
     void TearDown() override;
 };
+
+// Polls `done` every 0.2 ms until it holds or `timeoutMs` has passed; true if it held. For
+// what the refresh thread or the emulated device does in its own time.
+bool waitUntil(const std::function<bool()>& done, int timeoutMs = 3000);
 
 // Checks the interface's last-error record.
 void expectLastError(unsigned int code, unsigned int node, const char* text);
