@@ -8,8 +8,10 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <functional>
 #include <memory>
+#include <string>
 #include <thread>
 
 #include "QEL.h"
@@ -25,11 +27,26 @@ using qelemu::Fault;
 using qelemu::FaultKind;
 using Clock = std::chrono::steady_clock;
 
+std::string threadName(const std::string& statusDir) {
+    char name[64] = {};
+    if (FILE* f = fopen((statusDir + "/comm").c_str(), "r")) {
+        if (!fgets(name, sizeof name, f)) name[0] = 0;
+        fclose(f);
+    }
+    return name;
+}
+
+// Threads of this program's own: the library's and the emulator's keep the program's name;
+// the umockdev preload's GLib threads ("gmain" and the like), which come and go with its own
+// work, name themselves.
 int threadsOfThisProcess() {
+    const std::string program = threadName("/proc/self");
     int count = 0;
     DIR* dir = opendir("/proc/self/task");
     while (struct dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.') ++count;
+        if (entry->d_name[0] != '.' &&
+            threadName(std::string("/proc/self/task/") + entry->d_name) == program)
+            ++count;
     closedir(dir);
     return count;
 }
