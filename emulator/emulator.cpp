@@ -118,8 +118,10 @@ void Emulator::replug(int index) {
     slot.stop = true;
     if (slot.thread.joinable()) slot.thread.join();
     {
+        // The testbed keeps a removed node's name taken, so the device comes back on a port
+        // of its own, enumerated after the others, as a device plugged in again may.
         std::lock_guard<std::mutex> lock(testbedMutex_);
-        testbed_.replugPort(slot.port);
+        slot.port = testbed_.addPort();
         slot.unplugged = false;
     }
     slot.device->restart();

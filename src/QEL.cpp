@@ -90,7 +90,17 @@ int QEL::Close() {
     m_fGravComp = false;
     for (int i = 0; i < 100 && fThreadRunning; ++i) {
     }
-    EnableDevice(false);
+    if (m_ErrCode != 0 && m_fInit) {
+        // A pending error refuses the drives-off frame like every other operation, which
+        // would leave the motors powered after the application let the device go. The frame
+        // goes out regardless; the error stays pending until the reset below, so that the
+        // refresh thread does not take up its exchanges again meanwhile.
+        uint8_t accepted;
+        ExchangeByte(0xA7, 0, &accepted, true);
+        m_fDeviceEnable = false;
+    } else {
+        EnableDevice(false);
+    }
     if (!CloseCom()) {
         ResetPara();
         return 0;
