@@ -108,11 +108,11 @@ Outcome expectedOutcome(Phase phase, FaultKind kind) {
     case FaultKind::SplitReply:
         return succeeds(phase, "two writes 20 ms apart are gathered");
     case FaultKind::NoReply:
-        return fails(phase, 19, kReceiveFailed, "time-out 0.5 s + 0.1 s");
+        return fails(phase, 19, kReceiveFailed, "no first byte within 0.5 s");
     case FaultKind::ZeroAck:
         return succeeds(phase, "no acknowledgement frame in this phase");
     case FaultKind::Delay:
-        return fails(phase, 19, kReceiveFailed, "reply 0.7 s late: time-out");
+        return fails(phase, 19, kReceiveFailed, "reply 0.7 s late: 0.5 s time-out");
     case FaultKind::Unplug: {
         Outcome gone = fails(phase, 19, kReceiveFailed, "port gone");
         gone.lineDead = true;
