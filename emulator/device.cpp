@@ -276,6 +276,9 @@ size_t Device::shortCyclic(const uint8_t* req, uint8_t* reply) {
 }
 
 size_t Device::cyclic(const uint8_t* req, uint8_t* reply) {
+    const int64_t now = monotonicNs();
+    if (lastCyclicNs_) longestCyclicGapNs_ = std::max(longestCyclicGapNs_, now - lastCyclicNs_);
+    lastCyclicNs_ = now;
     // The host's channel count is a nibble; the device has six channels.
     const int n = std::min(req[2] >> 4, 6);
     CyclicRequest& c = lastCyclic_;
@@ -563,6 +566,17 @@ void Device::countUnknownCode() {
 void Device::countGarbage(size_t bytes) {
     std::lock_guard<std::mutex> lock(mutex_);
     garbageBytes_ += bytes;
+}
+
+int64_t Device::longestCyclicGapNs() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return longestCyclicGapNs_;
+}
+
+void Device::resetCyclicGap() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    lastCyclicNs_ = 0;
+    longestCyclicGapNs_ = 0;
 }
 
 std::vector<uint8_t> Device::lastRequest(uint8_t code) const {

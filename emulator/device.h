@@ -157,6 +157,10 @@ public:
     uint64_t badChecksums() const;
     uint64_t unknownCodes() const;
     uint64_t garbageBytes() const; // bytes skipped while looking for a frame header
+    // The longest time between two full cyclic frames (0xB0) answered since the last reset,
+    // in nanoseconds; 0 before the second frame.
+    int64_t longestCyclicGapNs() const;
+    void resetCyclicGap();
     // The raw bytes of the last well-formed request with this code (empty if none).
     std::vector<uint8_t> lastRequest(uint8_t code) const;
     CyclicRequest lastCyclic() const;
@@ -276,6 +280,8 @@ private:
     std::optional<int16_t> currentPin_[6];
     std::optional<int16_t> velocityPin_[6];
     int64_t lastStepNs_ = 0;
+    int64_t lastCyclicNs_ = 0;
+    int64_t longestCyclicGapNs_ = 0;
 
     FaultRule faults_[8];
     uint64_t faultsApplied_[kFaultKinds] = {};

@@ -110,6 +110,27 @@ void Emulator::unplug(int index) {
     removePort(slot);
 }
 
+void Emulator::replug(int index) {
+    Slot& slot = *devices_.at(static_cast<size_t>(index));
+    if (!slot.unplugged) return;
+    // The serving thread ended when the port went away (by unplug(), or by itself on an
+    // Unplug fault); join it before the port comes back.
+    slot.stop = true;
+    if (slot.thread.joinable()) slot.thread.join();
+    {
+        // The testbed keeps a removed node's name taken, so the device comes back on a port
+        // of its own, enumerated after the others, as a device plugged in again may.
+        std::lock_guard<std::mutex> lock(testbedMutex_);
+        slot.port = testbed_.addPort();
+        slot.unplugged = false;
+    }
+    slot.device->restart();
+    if (!running_) return;
+    slot.stop = false;
+    Slot* s = &slot;
+    slot.thread = std::thread([this, s] { serve(*s); });
+}
+
 bool Emulator::unplugged(int index) const {
     return devices_.at(static_cast<size_t>(index))->unplugged;
 }

@@ -55,6 +55,10 @@ public:
 
     // Unplugs the device: its serving thread stops and the port disappears.
     void unplug(int index);
+    // Plugs an unplugged device in again: it appears on a new port (devnode() names it), powers
+    // up afresh (Device::restart) and is served again. Nothing happens to a device that is
+    // plugged in.
+    void replug(int index);
     bool unplugged(int index) const;
 
 private:

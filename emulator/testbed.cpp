@@ -34,14 +34,18 @@ int Testbed::addPort(const PortIdentity& id) {
     std::snprintf(majmin, sizeof majmin, "166:%d", index);
     record += std::string("A: dev=") + majmin + "\n";
 
+    add(record);
+    ports_.push_back({name, "/sys" + syspath, devnode, record, true});
+    return index;
+}
+
+void Testbed::add(const std::string& record) {
     GError* error = nullptr;
     if (!umockdev_testbed_add_from_string(testbed_, record.c_str(), &error)) {
         std::string message = error ? error->message : "unknown error";
         if (error) g_error_free(error);
-        throw std::runtime_error("qelemu: cannot add port " + devnode + ": " + message);
+        throw std::runtime_error("qelemu: cannot add port: " + message);
     }
-    ports_.push_back({name, "/sys" + syspath, devnode, true});
-    return index;
 }
 
 int Testbed::masterFd(int index) const {
@@ -59,6 +63,13 @@ void Testbed::removePort(int index) {
     if (!port.present) return;
     umockdev_testbed_remove_device(testbed_, port.syspath.c_str());
     port.present = false;
+}
+
+void Testbed::replugPort(int index) {
+    Port& port = ports_.at(static_cast<size_t>(index));
+    if (port.present) return;
+    add(port.record);
+    port.present = true;
 }
 
 } // namespace qelemu

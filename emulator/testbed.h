@@ -41,6 +41,8 @@ public:
     std::string devnode(int index) const;
     // Unplugs the port: its udev entry and device node go away.
     void removePort(int index);
+    // Plugs an unplugged port in again under its old name, on a new pseudo-terminal.
+    void replugPort(int index);
     int portCount() const { return static_cast<int>(ports_.size()); }
 
 private:
@@ -48,8 +50,10 @@ private:
         std::string name;
         std::string syspath;
         std::string devnode;
+        std::string record;
         bool present;
     };
+    void add(const std::string& record);
     UMockdevTestbed* testbed_;
     std::vector<Port> ports_;
 };

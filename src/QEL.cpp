@@ -90,7 +90,21 @@ int QEL::Close() {
     m_fGravComp = false;
     for (int i = 0; i < 100 && fThreadRunning; ++i) {
     }
-    EnableDevice(false);
+    // The refresh thread leaves after its current exchange. Until it has, the LED byte below
+    // would only be stored for a cyclic frame that is never sent; a thread stuck on a dead
+    // line is not waited for beyond one exchange.
+    AwaitRefreshThreadsLeft();
+    if (m_ErrCode != 0 && m_fInit) {
+        // A pending error refuses the drives-off frame like every other operation, which
+        // would leave the motors powered after the application let the device go. The frame
+        // goes out regardless; the error stays pending until the reset below, so that the
+        // refresh thread does not take up its exchanges again meanwhile.
+        uint8_t accepted;
+        ExchangeByte(0xA7, 0, &accepted, true);
+        m_fDeviceEnable = false;
+    } else {
+        EnableDevice(false);
+    }
     if (!CloseCom()) {
         ResetPara();
         return 0;

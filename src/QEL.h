@@ -407,6 +407,10 @@ private:
     static void* RunRefreshThread(void* deviceObject);
     bool StartRefreshThread();
     void ReapRefreshThreads();
+    // Waits until the threads asked to stop have left their loops: at most the given time, or
+    // without one, one exchange. False when some are still inside.
+    bool AwaitRefreshThreadsLeft(int64_t timeoutNs);
+    bool AwaitRefreshThreadsLeft();
 
     std::atomic<int> m_LiveRefreshThreads{0};
     std::mutex m_RefreshThreadsLock;

@@ -102,12 +102,19 @@ bool QEL::StartRefreshThread() {
 void QEL::ReapRefreshThreads() {
     std::lock_guard<std::mutex> lock(m_RefreshThreadsLock);
     if (m_RefreshThreads.empty() || !readFlag(fThreadFinish)) return;
-    int64_t deadline = GetNanoSeconds() + kRefreshThreadsExitNs;
-    while (m_LiveRefreshThreads.load(std::memory_order_acquire) > 0) {
-        if (GetNanoSeconds() > deadline) return;
-        struct timespec pause = {0, 200000};
-        nanosleep(&pause, nullptr);
-    }
+    if (!AwaitRefreshThreadsLeft(kRefreshThreadsExitNs)) return;
     for (pthread_t thread : m_RefreshThreads) pthread_join(thread, nullptr);
     m_RefreshThreads.clear();
 }
+
+bool QEL::AwaitRefreshThreadsLeft(int64_t timeoutNs) {
+    int64_t deadline = GetNanoSeconds() + timeoutNs;
+    while (m_LiveRefreshThreads.load(std::memory_order_acquire) > 0) {
+        if (GetNanoSeconds() > deadline) return false;
+        struct timespec pause = {0, 200000};
+        nanosleep(&pause, nullptr);
+    }
+    return true;
+}
+
+bool QEL::AwaitRefreshThreadsLeft() { return AwaitRefreshThreadsLeft(kExchangeBoundNs); }
