@@ -51,6 +51,14 @@ int threadsOfThisProcess() {
     return count;
 }
 
+// A thread the preload starts takes the program's name until it names itself: allow it the
+// moment; a thread the library left behind stays.
+bool threadsSettleAt(int expected) {
+    bool settled = waitUntil([&] { return threadsOfThisProcess() == expected; }, 2000);
+    if (!settled) ADD_FAILURE() << threadsOfThisProcess() << " threads, expected " << expected;
+    return settled;
+}
+
 double secondsSince(Clock::time_point start) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
@@ -420,7 +428,7 @@ TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
         }
         ASSERT_EQ(qelClose(1), 1) << cycle;
     }
-    EXPECT_EQ(threadsOfThisProcess(), baseline);
+    EXPECT_TRUE(threadsSettleAt(baseline));
 
     // Reopening a device object whose thread was told to stop lets that thread go first.
     QEL& device = open(1);
@@ -429,9 +437,9 @@ TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
     EXPECT_TRUE(passes(emu.device(0)));
     ASSERT_EQ(device.Close(), 1);
     ASSERT_EQ(device.Open(1), 1);
-    EXPECT_EQ(threadsOfThisProcess(), baseline);
+    EXPECT_TRUE(threadsSettleAt(baseline));
     ASSERT_EQ(device.Initialize(), 1);
-    EXPECT_EQ(threadsOfThisProcess(), baseline + 1);
+    EXPECT_TRUE(threadsSettleAt(baseline + 1));
 }
 
 } // namespace
