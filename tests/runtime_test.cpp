@@ -36,26 +36,23 @@ std::string threadName(const std::string& statusDir) {
     return name;
 }
 
-// Threads of this program's own: the library's and the emulator's keep the program's name;
-// the umockdev preload's GLib threads ("gmain" and the like), which come and go with its own
-// work, name themselves.
-int threadsOfThisProcess() {
-    const std::string program = threadName("/proc/self");
+// Refresh threads alive in this process: they carry their own name.
+int refreshThreads() {
     int count = 0;
     DIR* dir = opendir("/proc/self/task");
     while (struct dirent* entry = readdir(dir))
         if (entry->d_name[0] != '.' &&
-            threadName(std::string("/proc/self/task/") + entry->d_name) == program)
+            threadName(std::string("/proc/self/task/") + entry->d_name) == "qel-refresh\n")
             ++count;
     closedir(dir);
     return count;
 }
 
-// A thread the preload starts takes the program's name until it names itself: allow it the
-// moment; a thread the library left behind stays.
+// A thread that was just started names itself a moment later: allow it that moment; a thread
+// the library left behind stays.
 bool threadsSettleAt(int expected) {
-    bool settled = waitUntil([&] { return threadsOfThisProcess() == expected; }, 2000);
-    if (!settled) ADD_FAILURE() << threadsOfThisProcess() << " threads, expected " << expected;
+    bool settled = waitUntil([&] { return refreshThreads() == expected; }, 2000);
+    if (!settled) ADD_FAILURE() << refreshThreads() << " refresh threads, expected " << expected;
     return settled;
 }
 
@@ -419,7 +416,6 @@ TEST_F(Runtime, CloseReturnsPromptlyMidExchangeAndFromADeadDevice) {
 
 TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
     qelemu::Emulator& emu = start({deviceOfType(1)});
-    int baseline = threadsOfThisProcess();
     for (int cycle = 0; cycle < 100; ++cycle) {
         ASSERT_EQ(qelOpen(), 1) << cycle;
         ASSERT_EQ(qelInit(1), 1) << cycle;
@@ -428,7 +424,7 @@ TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
         }
         ASSERT_EQ(qelClose(1), 1) << cycle;
     }
-    EXPECT_TRUE(threadsSettleAt(baseline));
+    EXPECT_TRUE(threadsSettleAt(0));
 
     // Reopening a device object whose thread was told to stop lets that thread go first.
     QEL& device = open(1);
@@ -437,9 +433,9 @@ TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
     EXPECT_TRUE(passes(emu.device(0)));
     ASSERT_EQ(device.Close(), 1);
     ASSERT_EQ(device.Open(1), 1);
-    EXPECT_TRUE(threadsSettleAt(baseline));
+    EXPECT_TRUE(threadsSettleAt(0));
     ASSERT_EQ(device.Initialize(), 1);
-    EXPECT_TRUE(threadsSettleAt(baseline + 1));
+    EXPECT_TRUE(threadsSettleAt(1));
 }
 
 } // namespace
