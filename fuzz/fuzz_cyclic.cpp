@@ -78,31 +78,6 @@ Ready* devices() {
     return instances;
 }
 
-// One pass of the refresh loop's work on the device object's members, as the loop does it.
-void refreshPass(QEL& d) {
-    short velocityTarget[6] = {}, motorCommand[6] = {}, motorCurrent[6] = {};
-    unsigned int encoders[6] = {};
-    unsigned char replyMotors = 0, replyChannels = 0;
-    for (int i = 0; i < 3; ++i) {
-        velocityTarget[i] = d.m_MotVelTarget[i];
-        int velocity = d.m_EncoderVel[i];
-        int64_t command = d.m_MotorDACValue[i];
-        if (velocity < -15 || velocity > 15) command += velocity * int64_t{65336};
-        motorCommand[i] = static_cast<short>(static_cast<uint16_t>(command & 0xFFFF));
-    }
-    d.MultiaxialControl(d.m_NumofMotor, d.m_InputDOF, d.m_CtrlWord, d.m_EncoderTarget,
-                        velocityTarget, motorCommand, &d.m_SetCommd, &replyMotors, &replyChannels,
-                        d.m_StatWord, d.m_EncoderValue, d.m_EncoderVel, motorCurrent,
-                        &d.m_DeviceState);
-    for (int i = 0; i < d.m_OutputDOF && i < 3; ++i) d.m_MotorCurrent[i] = motorCurrent[i];
-    for (int i = 0; i < 6; ++i) encoders[i] = d.m_EncoderValue[i];
-    if (d.m_fCalibrate) {
-        d.EncToOpPos(encoders, d.m_Position, d.m_Orientation);
-        if (d.m_fForceEnable && d.m_fDeviceEnable)
-            d.OpFrcToMot(d.m_Force, encoders, d.m_MotorDACValue);
-    }
-}
-
 // What an application reads after a pass.
 void readBack(QEL& d) {
     double position[3], rotation[3][3], grip = 0, angles[6] = {}, velocity[6] = {};
@@ -124,6 +99,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     QEL& d = ready.device;
     ready.snapshot.restore(d);
 
+    // The refresh thread's working data, fresh for each input so that every run is the same.
+    QEL::RefreshWork work;
     for (int pass = 0; pass < 8 && !in.empty(); ++pass) {
         const uint8_t flags = in.byte();
         const bool valid = flags & 1;
@@ -138,7 +115,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         case 0:
         case 1:
             l.queueReply(in, 67, valid);
-            refreshPass(d);
+            d.RefreshPass(work);
             break;
         case 2: {
             short motors[3] = {100, -100, 0}, motorValues[3] = {};

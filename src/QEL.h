@@ -367,6 +367,22 @@ public:
     // The refresh thread's routine; its argument is the device object.
     static void* RefreshFrame(void* deviceObject);
 
+    // The working data a refresh thread keeps from pass to pass. The frame carries six
+    // channels and reads and writes six elements of each array; only the three motors have
+    // targets and commands, the wrist channels send zeros.
+    struct RefreshWork {
+        short velocityTarget[6] = {};
+        short motorCommand[6] = {};
+        short motorCurrent[6] = {};
+        unsigned int encoders[6] = {};
+        unsigned char replyMotorCount = 0, replyChannelCount = 0;
+    };
+    // One pass of an open, initialised device: the damped motor commands out and the
+    // measurements in through the full cyclic frame, then the position and, with force output
+    // and the drives on, the motor commands of the next pass. No allocation, no lock but the
+    // exchange's.
+    void RefreshPass(RefreshWork& work);
+
 protected:
     // The guards that open most operations. CheckOpenInit reports error 1 (not open) or 2 (not
     // initialised); CheckReady also fails, silently, while an earlier error is pending.

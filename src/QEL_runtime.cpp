@@ -23,15 +23,34 @@ const int64_t kRefreshThreadsExitNs = 2 * kExchangeBoundNs;
 
 } // namespace
 
+void QEL::RefreshPass(RefreshWork& work) {
+    for (int i = 0; i < 3; ++i) {
+        work.velocityTarget[i] = m_MotVelTarget[i];
+        int velocity = m_EncoderVel[i];
+        int64_t command = m_MotorDACValue[i];
+        // Velocity damping outside the dead band, wrapped to 16 bits without saturation.
+        if (velocity < -kDampingDeadBand || velocity > kDampingDeadBand)
+            command += velocity * kDampingFactor;
+        work.motorCommand[i] = static_cast<short>(static_cast<uint16_t>(command & 0xFFFF));
+    }
+    // A failed exchange leaves the previous measurements in place; the rest of the pass runs
+    // on them.
+    MultiaxialControl(m_NumofMotor, m_InputDOF, m_CtrlWord, m_EncoderTarget, work.velocityTarget,
+                      work.motorCommand, &m_SetCommd, &work.replyMotorCount,
+                      &work.replyChannelCount, m_StatWord, m_EncoderValue, m_EncoderVel,
+                      work.motorCurrent, &m_DeviceState);
+    for (int i = 0; i < m_OutputDOF && i < 3; ++i) m_MotorCurrent[i] = work.motorCurrent[i];
+    for (int i = 0; i < 6; ++i) work.encoders[i] = m_EncoderValue[i];
+    if (readFlag(m_fCalibrate)) {
+        EncToOpPos(work.encoders, m_Position, m_Orientation);
+        if (readFlag(m_fForceEnable) && readFlag(m_fDeviceEnable))
+            OpFrcToMot(m_Force, work.encoders, m_MotorDACValue);
+    }
+}
+
 void* QEL::RefreshFrame(void* deviceObject) {
     QEL* d = static_cast<QEL*>(deviceObject);
-    // The frame carries six channels and reads and writes six elements of each array; only the
-    // three motors have targets and commands, the wrist channels send zeros.
-    short velocityTarget[6] = {};
-    short motorCommand[6] = {};
-    short motorCurrent[6] = {};
-    unsigned int encoders[6] = {};
-    unsigned char replyMotorCount = 0, replyChannelCount = 0;
+    RefreshWork work;
     int passes = 0;
     int64_t start = GetNanoSeconds();
 
@@ -45,30 +64,7 @@ void* QEL::RefreshFrame(void* deviceObject) {
             ++passes;
         }
         d->fThreadRunning = true;
-        if (!readFlag(d->m_fOpen) || !readFlag(d->m_fInit)) continue;
-
-        for (int i = 0; i < 3; ++i) {
-            velocityTarget[i] = d->m_MotVelTarget[i];
-            int velocity = d->m_EncoderVel[i];
-            int64_t command = d->m_MotorDACValue[i];
-            // Velocity damping outside the dead band, wrapped to 16 bits without saturation.
-            if (velocity < -kDampingDeadBand || velocity > kDampingDeadBand)
-                command += velocity * kDampingFactor;
-            motorCommand[i] = static_cast<short>(static_cast<uint16_t>(command & 0xFFFF));
-        }
-        // A failed exchange leaves the previous measurements in place; the rest of the pass
-        // runs on them.
-        d->MultiaxialControl(d->m_NumofMotor, d->m_InputDOF, d->m_CtrlWord, d->m_EncoderTarget,
-                             velocityTarget, motorCommand, &d->m_SetCommd, &replyMotorCount,
-                             &replyChannelCount, d->m_StatWord, d->m_EncoderValue, d->m_EncoderVel,
-                             motorCurrent, &d->m_DeviceState);
-        for (int i = 0; i < d->m_OutputDOF && i < 3; ++i) d->m_MotorCurrent[i] = motorCurrent[i];
-        for (int i = 0; i < 6; ++i) encoders[i] = d->m_EncoderValue[i];
-        if (readFlag(d->m_fCalibrate)) {
-            d->EncToOpPos(encoders, d->m_Position, d->m_Orientation);
-            if (readFlag(d->m_fForceEnable) && readFlag(d->m_fDeviceEnable))
-                d->OpFrcToMot(d->m_Force, encoders, d->m_MotorDACValue);
-        }
+        if (readFlag(d->m_fOpen) && readFlag(d->m_fInit)) d->RefreshPass(work);
     }
     d->fThreadRunning = false;
     return nullptr;
