@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <stdint.h>
 #include <termios.h>
 #include <time.h>
@@ -23,6 +24,7 @@ int UartDevices::UART_Open(const char* path) {
     if (m_iHandle == -1) return 0;
     if (settleMicroseconds) usleep(settleMicroseconds);
     ResetCache();
+    m_SpinForReply = true;
     return 1;
 }
 
@@ -147,10 +149,10 @@ int UartDevices::UART_Send(unsigned char* buf, int len) {
     return writeWithRetries(m_iHandle, buf, len);
 }
 
-static int64_t nowMs() {
+static int64_t nowNs() {
     struct timespec ts;
     clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<int64_t>(ts.tv_sec) * 1000 + ts.tv_nsec / 1000000;
+    return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
 }
 
 // Waits until the descriptor has bytes to read. Returns false on a time-out, and true on an
@@ -165,24 +167,58 @@ static bool waitReadable(int fd, int timeoutMs) {
     }
 }
 
+// Reads what has arrived, without waiting, until `len` bytes are in or `untilNs` has passed.
+// Stops early on an error or end of file and leaves them for the waiting read to report.
+// Between attempts it yields the processor, so that a thread that shares it (the one that
+// produces the reply, perhaps) runs at once rather than at the end of this one's time slice.
+int UartDevices::ReadSpinning(unsigned char* buf, int len, int64_t untilNs) {
+    int got = 0;
+    while (got < len) {
+        ssize_t n = read(m_iHandle, buf + got, static_cast<size_t>(len - got));
+        if (n > 0) {
+            got += static_cast<int>(n);
+            continue;
+        }
+        if (n == 0 || (errno != EAGAIN && errno != EINTR)) break;
+        if (nowNs() >= untilNs) break;
+        sched_yield();
+    }
+    return got;
+}
+
 int UartDevices::UART_Recv(unsigned char* buf, int len) {
     if (m_iHandle < 1) return 0;
+    const int64_t start = nowNs();
+    const int64_t deadline =
+        start + static_cast<int64_t>(kFirstByteTimeoutMs + kInterByteTimeoutMs) * 1000000;
+    // A device that answers within the spin budget is read without going to sleep: being put
+    // to sleep in poll() and woken again costs more than such a reply takes to arrive. The
+    // budget is spent only while the replies keep coming that fast, so a slower line never
+    // costs a spinning processor.
+    int got = m_SpinForReply ? ReadSpinning(buf, len, start + kSpinBudgetNs) : 0;
+    int64_t firstByteNs = got > 0 ? start : -1;
+
     // A full-speed USB device delivers a reply longer than 64 bytes as two packets, so a
     // single read may return part of it: gather until the whole reply is in or the line has
     // been quiet for the inter-byte time. Never wait for ever for the first byte.
-    int got = 0;
-    int timeoutMs = kFirstByteTimeoutMs;
-    int64_t deadline = nowMs() + kFirstByteTimeoutMs + kInterByteTimeoutMs;
+    int timeoutMs = got > 0 ? kInterByteTimeoutMs : kFirstByteTimeoutMs;
     while (got < len) {
-        int64_t left = deadline - nowMs();
-        if (left <= 0) break;
-        if (!waitReadable(m_iHandle, left < timeoutMs ? static_cast<int>(left) : timeoutMs)) break;
+        int64_t leftMs = (deadline - nowNs() + 999999) / 1000000;
+        if (leftMs <= 0) break;
+        if (!waitReadable(m_iHandle, leftMs < timeoutMs ? static_cast<int>(leftMs) : timeoutMs))
+            break;
         ssize_t n = read(m_iHandle, buf + got, static_cast<size_t>(len - got));
         if (n < 0 && (errno == EINTR || errno == EAGAIN)) continue;
-        if (n <= 0) return got > 0 ? got : static_cast<int>(n);
+        if (n <= 0) {
+            if (got > 0) break;
+            m_SpinForReply = false;
+            return static_cast<int>(n);
+        }
+        if (got == 0) firstByteNs = nowNs();
         got += static_cast<int>(n);
         timeoutMs = kInterByteTimeoutMs;
     }
+    m_SpinForReply = firstByteNs >= 0 && firstByteNs - start <= kSpinBudgetNs;
     return got;
 }
 

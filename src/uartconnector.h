@@ -2,6 +2,8 @@
 #ifndef QEL_UARTCONNECTOR_H
 #define QEL_UARTCONNECTOR_H
 
+#include <stdint.h>
+
 #include "qelDefines.h"
 
 namespace hal {
@@ -22,6 +24,11 @@ public:
     // given up after the two together, so that one exchange has a hard bound.
     static const int kInterByteTimeoutMs = 100;
 
+    // How long a read keeps looking for a reply without going to sleep, as long as the reply
+    // before it arrived within this time. A device that answers in tens of microseconds is
+    // thus read without the cost of a wake-up; one that takes longer is waited for asleep.
+    static const int64_t kSpinBudgetNs = 100000;
+
     // The device needs this long after its port is opened before it answers reliably.
     // Test programs that talk to an emulated device may set it to 0.
     static unsigned int settleMicroseconds;
@@ -41,6 +48,12 @@ public:
     int UART_Recv(unsigned char* buf, int len);
     void ResetCache();
     int GetUartHandle();
+
+private:
+    int ReadSpinning(unsigned char* buf, int len, int64_t untilNs);
+
+    // Whether the last reply came within the spin budget, and the next read should spin.
+    bool m_SpinForReply = true;
 };
 
 } // namespace hal

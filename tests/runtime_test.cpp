@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <string>
@@ -36,16 +37,41 @@ std::string threadName(const std::string& statusDir) {
     return name;
 }
 
-// Refresh threads alive in this process: they carry their own name.
+// Calls `visit` with the /proc directory of every refresh thread alive in this process: they
+// carry their own name.
+void forEachRefreshThread(const std::function<void(const std::string&)>& visit) {
+    DIR* dir = opendir("/proc/self/task");
+    while (struct dirent* entry = readdir(dir)) {
+        std::string task = std::string("/proc/self/task/") + entry->d_name;
+        if (entry->d_name[0] != '.' && threadName(task) == "qel-refresh\n") visit(task);
+    }
+    closedir(dir);
+}
+
 int refreshThreads() {
     int count = 0;
-    DIR* dir = opendir("/proc/self/task");
-    while (struct dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.' &&
-            threadName(std::string("/proc/self/task/") + entry->d_name) == "qel-refresh\n")
-            ++count;
-    closedir(dir);
+    forEachRefreshThread([&](const std::string&) { ++count; });
     return count;
+}
+
+// Processor time the refresh threads have used so far, in seconds.
+double refreshThreadsCpuSeconds() {
+    long ticks = 0;
+    forEachRefreshThread([&](const std::string& task) {
+        if (FILE* f = fopen((task + "/stat").c_str(), "r")) {
+            char line[1024] = {};
+            if (fgets(line, sizeof line, f)) {
+                // utime and stime are the 12th and 13th fields after the ")" that closes the name.
+                long utime = 0, stime = 0;
+                const char* rest = strrchr(line, ')');
+                if (rest && sscanf(rest + 1, " %*c %*d %*d %*d %*d %*d %*u %*u %*u %*u %*u %ld %ld",
+                                   &utime, &stime) == 2)
+                    ticks += utime + stime;
+            }
+            fclose(f);
+        }
+    });
+    return static_cast<double>(ticks) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 // A thread that was just started names itself a moment later: allow it that moment; a thread
@@ -412,6 +438,27 @@ TEST_F(Runtime, CloseReturnsPromptlyMidExchangeAndFromADeadDevice) {
     start = Clock::now();
     EXPECT_EQ(qelClose(2), 1);
     EXPECT_LT(secondsSince(start), 2.0);
+}
+
+// A device that answers within microseconds is read without sleeping; one that takes
+// milliseconds must be waited for asleep, not with a processor spinning for it.
+TEST_F(Runtime, RefreshThreadSleepsThroughASlowDevicesReplies) {
+    qelemu::Emulator& emu = start({deviceOfType(1)});
+    QEL& device = open(1);
+    ASSERT_EQ(device.Initialize(), 1);
+    ASSERT_TRUE(passes(emu.device(0)));
+    emu.device(0).injectFault(Fault::everyNth(FaultKind::Delay, 1).pause(2));
+    ASSERT_TRUE(passes(emu.device(0)));
+
+    uint64_t framesBefore = emu.device(0).frames(0xB0);
+    double cpuBefore = refreshThreadsCpuSeconds();
+    auto start = Clock::now();
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    double cpu = refreshThreadsCpuSeconds() - cpuBefore;
+    double wall = secondsSince(start);
+    EXPECT_GT(emu.device(0).frames(0xB0) - framesBefore, 100u);
+    EXPECT_LT(cpu, 0.25 * wall);
+    EXPECT_EQ(device.Close(), 1);
 }
 
 TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
