@@ -2,7 +2,7 @@
 // kinematics of the same arm computed in the same run:
 // - the kinematics (counts to position by Newton's method, the Jacobian and the Cartesian
 //   velocity, and the wrist's orientation), which should stay within four times the closed
-//   form;
+//   form, and the position solve alone, which computes what the closed form does;
 // - the force path (OpFrcToMot) with and without gravity compensation, and the whole
 //   calibrated, force-enabled pass (EncToOpPos, then OpFrcToMot with compensation), which
 //   should stay under 3 microseconds;
@@ -81,6 +81,25 @@ void refreshPass(benchmark::State& state, double perPass, bool wrist) {
     }
     tearDown(d);
 }
+
+// The position alone, counts to joint angles to Newton's solution: what the closed form
+// computes, without the Jacobian and velocity that the pass adds.
+void BM_PositionSolve(benchmark::State& state) {
+    QEL d;
+    setUpType1(d);
+    std::vector<Counts> path = circle(d, state.range(0) / 1000.0);
+    size_t k = 0;
+    d.m_InitPos[0] = d.m_InitPos[1] = 1.0, d.m_InitPos[2] = 140.0;
+    double angles[6], p[3];
+    for (auto _ : state) {
+        int ok = d.EncToJointAng(path[k].enc, angles, 0x07) && d.CalcuPosition(angles, p);
+        benchmark::DoNotOptimize(ok);
+        benchmark::DoNotOptimize(p);
+        if (++k == path.size()) k = 0;
+    }
+    tearDown(d);
+}
+BENCHMARK(BM_PositionSolve)->Arg(0)->Arg(50)->Arg(200);
 
 void closedFormPass(benchmark::State& state, double perPass) {
     QEL d;

@@ -201,19 +201,10 @@ void QEL::ResetPara() {
     m_ErrString = "";
 }
 
-bool QEL::CheckOpenInit() {
-    if (!m_fOpen) {
-        ErrorCatch(1);
-        return false;
-    }
-    if (!m_fInit) {
-        ErrorCatch(2);
-        return false;
-    }
-    return true;
+bool QEL::ReportNotOpenOrNotInit() {
+    ErrorCatch(m_fOpen ? 2 : 1);
+    return false;
 }
-
-bool QEL::CheckReady() { return CheckOpenInit() && m_ErrCode == 0; }
 
 int QEL::HasBase() { return CheckReady() ? m_fBase : 0; }
 int QEL::HasWrist() { return CheckReady() ? m_fWrist : 0; }

@@ -385,9 +385,13 @@ public:
 
 protected:
     // The guards that open most operations. CheckOpenInit reports error 1 (not open) or 2 (not
-    // initialised); CheckReady also fails, silently, while an earlier error is pending.
-    bool CheckOpenInit();
-    bool CheckReady();
+    // initialised); CheckReady also fails, silently, while an earlier error is pending. The
+    // common case is decided inline: every step of the kinematics opens with these.
+    bool CheckOpenInit() { return (m_fOpen && m_fInit) || ReportNotOpenOrNotInit(); }
+    bool CheckReady() { return CheckOpenInit() && m_ErrCode == 0; }
+
+    // Reports error 1 or 2, whichever applies, and returns false.
+    bool ReportNotOpenOrNotInit();
 
     // The count of channel i from the single-turn field of a cyclic reply (the raw 24-bit
     // value): stores the single-turn count and, once calibrated, unwraps it across zero.

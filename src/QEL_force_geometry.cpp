@@ -8,6 +8,7 @@
 
 #include "QEL_force_common.h"
 #include "QEL_kinematics_common.h"
+#include "QEL_matrix.h"
 
 using qelforce::cosEnta;
 using qelforce::sinEnta;
@@ -124,7 +125,7 @@ int QEL::CalcuLinkForce(const qelVector3D<double>& force, double* out) {
         return 0;
     }
     double inverse[3][3];
-    if (!CalcuInvMatrix(m_ForceTransMatrix, inverse)) return 0;
+    qelkin::invert3x3(m_ForceTransMatrix, inverse);
     int dof = m_OutputDOF < 3 ? m_OutputDOF : 3;
     for (int r = 0; r < dof; ++r) {
         double sum = 0;

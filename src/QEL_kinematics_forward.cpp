@@ -5,6 +5,7 @@
 
 #include "QEL.h"
 #include "QEL_kinematics_common.h"
+#include "QEL_matrix.h"
 
 using qelkin::kPi;
 
@@ -55,11 +56,7 @@ int QEL::CalcuTempVar(double* p, double* q, double* F, double (*J)[3]) {
 
 int QEL::NewtonIteration(double* x, double* F, double (*Jinv)[3], double* xnew) {
     if (!CheckReady()) return 0;
-    for (int i = 0; i < m_OutputDOF; ++i) {
-        double step = 0.0;
-        for (int j = 0; j < m_OutputDOF; ++j) step += Jinv[i][j] * F[j];
-        xnew[i] = x[i] - step;
-    }
+    qelkin::newtonStep(x, F, Jinv, xnew, m_OutputDOF);
     return 1;
 }
 
@@ -78,8 +75,9 @@ int QEL::CalcuPosition(double* q, double* p) {
     double xnew[3] = {m_InitPos[0], m_InitPos[1], m_InitPos[2]};
     for (int step = 1;; ++step) {
         if (!CalcuTempVar(m_InitPos, q, F, J)) return 0;
-        if (!CalcuInvMatrix(J, Jinv)) return 0;
-        NewtonIteration(m_InitPos, F, Jinv, xnew);
+        // CalcuTempVar has just checked the device: the inverse and the step need no guard.
+        qelkin::invert3x3(J, Jinv);
+        qelkin::newtonStep(m_InitPos, F, Jinv, xnew, m_OutputDOF);
         double moved = std::fabs(xnew[0] - m_InitPos[0]) + std::fabs(xnew[1] - m_InitPos[1]) +
                        std::fabs(xnew[2] - m_InitPos[2]);
         if (moved < kSettled) break;

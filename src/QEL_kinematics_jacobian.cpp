@@ -4,6 +4,7 @@
 
 #include "QEL.h"
 #include "QEL_kinematics_common.h"
+#include "QEL_matrix.h"
 
 // Differentiating the constraints |p - c_i|^2 = b^2 gives A dp = B dq, with A's rows p - c_i
 // and B diagonal, B_ii = (p - c_i) . dc_i/dq_i; so J = A^-1 B, in millimetres per radian, one
@@ -34,7 +35,7 @@ int QEL::JointAngToJacobianTrans(double* q, double (*J)[3]) {
         {0, 0, (h * x - 0.5 * y - d) * a * c2 - s2 * a * z},
     };
     double Ainv[3][3];
-    if (!CalcuInvMatrix(A, Ainv)) return 0;
+    qelkin::invert3x3(A, Ainv);
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j)
             J[i][j] = Ainv[i][0] * B[0][j] + Ainv[i][1] * B[1][j] + Ainv[i][2] * B[2][j];
