@@ -7,13 +7,7 @@
 # enough that a compensated handle still drifts.
 set -eu
 emulator=$1 gravity=$2
-out=$(mktemp)
-trap 'rm -f "$out"' EXIT
-fail() {
-    echo "FAIL: $*" >&2
-    cat "$out" >&2
-    exit 1
-}
+. "$(dirname "$0")/common.sh"
 moved() {
     "$emulator" --type 2 --physics --pose 95,95,95 --report -- "$gravity" --seconds 2 "$@" \
         >"$out" 2>&1 || fail "exit status $?"

@@ -4,13 +4,7 @@
 #   hello_test.sh QEL_EMULATOR HELLO
 set -eu
 emulator=$1 hello=$2
-out=$(mktemp)
-trap 'rm -f "$out"' EXIT
-fail() {
-    echo "FAIL: $*" >&2
-    cat "$out" >&2
-    exit 1
-}
+. "$(dirname "$0")/common.sh"
 # The table rows: time, x, y, z, yaw, pitch, roll, button, refresh rate.
 rows() { awk '$1 ~ /^[0-9]+\.[0-9]$/ && NF == 9' "$out"; }
 

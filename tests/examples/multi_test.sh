@@ -4,13 +4,7 @@
 #   multi_test.sh QEL_EMULATOR MULTI
 set -eu
 emulator=$1 multi=$2
-out=$(mktemp)
-trap 'rm -f "$out"' EXIT
-fail() {
-    echo "FAIL: $*" >&2
-    cat "$out" >&2
-    exit 1
-}
+. "$(dirname "$0")/common.sh"
 
 "$emulator" --devices 2 --hand circle,none --report -- "$multi" --seconds 3 >"$out" 2>&1 ||
     fail "exit status $?"

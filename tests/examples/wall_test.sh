@@ -6,14 +6,8 @@
 #   wall_test.sh QEL_EMULATOR WALL
 set -eu
 emulator=$1 wall=$2
-dir=$(mktemp -d)
-trap 'rm -rf "$dir"' EXIT
-out=$dir/out csv=$dir/run.csv
-fail() {
-    echo "FAIL: $*" >&2
-    cat "$out" >&2
-    exit 1
-}
+. "$(dirname "$0")/common.sh"
+csv=$dir/run.csv
 hand="--hand push --hand-point 0,0,230 --hand-force 2"
 value() { sed -n "s/^wall: $1 \([0-9.]*\) .*/\1/p" "$out"; }
 
