@@ -1,6 +1,7 @@
 // The emulated device seen from the host's end of the line: this program opens the port's
 // node (redirected by the umockdev preload), writes raw request frames and decodes the
-// replies against the byte layouts, written out by hand.
+// replies against the byte layouts, written out by hand. Replies are compared whole with
+// frames completed by the host's checksum, which checks the emulator's against it.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -67,7 +68,6 @@ public:
         send(request);
         return receive(replyLength);
     }
-    int fd() const { return fd_; }
 
 private:
     int fd_ = -1;
@@ -90,6 +90,11 @@ Bytes writeRegister(uint16_t number, uint16_t value) {
     return frame(
         {0xBE, 0xAD, uint8_t(number >> 8), uint8_t(number), uint8_t(value >> 8), uint8_t(value)});
 }
+// A register's value as read, big-endian in bytes 4-5 of the reply; -1 for a short reply.
+int valueOf(Host& host, uint16_t number) {
+    Bytes r = host.exchange(readRegister(number), 8);
+    return r.size() == 8 ? r[4] << 8 | r[5] : -1;
+}
 
 // A full cyclic request with n channels; per channel a control byte, target, velocity
 // target and motor command, then the command word; zeros after the checksum.
@@ -111,23 +116,6 @@ Bytes cyclicRequest(int n, const uint32_t* target, const int16_t* vel, const int
     return request;
 }
 
-qelemu::EmulatorOptions oneDevice() {
-    qelemu::EmulatorOptions options;
-    options.devices = 1;
-    return options;
-}
-
-TEST(EmulatorProtocol, ChecksumIsCcittFalse) {
-    const uint8_t digits[] = {'1', '2', '3', '4', '5', '6', '7', '8', '9'};
-    EXPECT_EQ(qelemu::crc16(digits, 9), 0x29B1);
-    EXPECT_EQ(qelemu::crc16(digits, 0), 0xFFFF);
-    // Agrees with the host's checksum, which built this frame; high byte first.
-    Bytes f = frame({0xBE, 0xA3});
-    EXPECT_EQ(qelemu::crc16(f.data(), f.size()), 0);
-    std::swap(f[2], f[3]);
-    EXPECT_NE(qelemu::crc16(f.data(), f.size()), 0);
-}
-
 TEST(EmulatorProtocol, RegistersIdentityAndParameters) {
     qelemu::EmulatorOptions options;
     options.devices = 2;
@@ -137,28 +125,21 @@ TEST(EmulatorProtocol, RegistersIdentityAndParameters) {
     Host host(emu.devnode(0));
     ASSERT_TRUE(host.ok());
 
-    // Serial number 10001 = 0x2711 in register 136, high half 0 in 137; values big-endian at
-    // bytes 4-5, the register number echoed at 2-3.
-    Bytes r = host.exchange(readRegister(136), 8);
-    EXPECT_EQ(r, frame({0xBE, 0xAC, 0x00, 0x88, 0x27, 0x11}));
-    EXPECT_EQ(sub(host.exchange(readRegister(137), 8), 4, 2), (Bytes{0x00, 0x00}));
-    // Resolution 2^20: low half 0, high half 16.
-    EXPECT_EQ(sub(host.exchange(readRegister(128), 8), 4, 2), (Bytes{0x00, 0x00}));
-    EXPECT_EQ(sub(host.exchange(readRegister(129), 8), 4, 2), (Bytes{0x00, 0x10}));
-    EXPECT_EQ(sub(host.exchange(readRegister(130), 8), 4, 2), (Bytes{0x00, 100}));
-    EXPECT_EQ(sub(host.exchange(readRegister(135), 8), 4, 2), (Bytes{0x00, 0x01}));
-    // Arm calibration: lower limit 948576 = 0x000E7960, upper 156319 = 0x0002629F, a
-    // single-turn reading past the wrap.
-    EXPECT_EQ(sub(host.exchange(readRegister(100), 8), 4, 2), (Bytes{0x79, 0x60}));
-    EXPECT_EQ(sub(host.exchange(readRegister(101), 8), 4, 2), (Bytes{0x00, 0x0E}));
-    EXPECT_EQ(sub(host.exchange(readRegister(102), 8), 4, 2), (Bytes{0x62, 0x9F}));
-    EXPECT_EQ(sub(host.exchange(readRegister(103), 8), 4, 2), (Bytes{0x00, 0x02}));
+    // Serial number 10001 = 0x2711 in register 136; values big-endian at bytes 4-5, the
+    // register number echoed at 2-3.
+    EXPECT_EQ(host.exchange(readRegister(136), 8), frame({0xBE, 0xAC, 0x00, 0x88, 0x27, 0x11}));
+    // The serial number's high half 0; resolution 2^20, low half 0, high half 16; type 1 in
+    // 135; the arm's calibration: lower limit 948576 = 0x000E7960, upper 156319 = 0x0002629F,
+    // a single-turn reading past the wrap.
+    const int registers[][2] = {{137, 0},      {128, 0},    {129, 0x10},   {130, 100}, {135, 1},
+                                {100, 0x7960}, {101, 0x0E}, {102, 0x629F}, {103, 0x02}};
+    for (const auto& r : registers) EXPECT_EQ(valueOf(host, uint16_t(r[0])), r[1]) << r[0];
 
     // A write echoes the value in bytes 4-5 and is read back.
-    r = host.exchange(writeRegister(300, 0xBEEF), 8);
-    EXPECT_EQ(r, frame({0xBE, 0xAD, 0x01, 0x2C, 0xBE, 0xEF}));
+    EXPECT_EQ(host.exchange(writeRegister(300, 0xBEEF), 8),
+              frame({0xBE, 0xAD, 0x01, 0x2C, 0xBE, 0xEF}));
     EXPECT_EQ(emu.device(0).reg(300), 0xBEEF);
-    EXPECT_EQ(sub(host.exchange(readRegister(300), 8), 4, 2), (Bytes{0xBE, 0xEF}));
+    EXPECT_EQ(valueOf(host, 300), 0xBEEF);
     // A 32-bit parameter is two registers, low half first.
     host.exchange(writeRegister(136, 0x5678), 8);
     host.exchange(writeRegister(137, 0x1234), 8);
@@ -167,9 +148,9 @@ TEST(EmulatorProtocol, RegistersIdentityAndParameters) {
     // The second device: its own serial number, type 2 and its wider arm range.
     Host second(emu.devnode(1));
     ASSERT_TRUE(second.ok());
-    EXPECT_EQ(sub(second.exchange(readRegister(136), 8), 4, 2), (Bytes{0x27, 0x12}));
-    EXPECT_EQ(sub(second.exchange(readRegister(135), 8), 4, 2), (Bytes{0x00, 0x02}));
-    EXPECT_EQ(sub(second.exchange(readRegister(132), 8), 4, 2), (Bytes{0x04, 0xE2})); // 1250
+    EXPECT_EQ(valueOf(second, 136), 0x2712);
+    EXPECT_EQ(valueOf(second, 135), 2);
+    EXPECT_EQ(valueOf(second, 132), 1250);
     EXPECT_EQ(emu.device(1).reg32(102),
               (948576u + 433994u) % 1048576u); // 149 degrees = 433993.96 counts
     EXPECT_EQ(emu.device(0).frames(cmd::ReadRegister), 11u);
@@ -177,7 +158,7 @@ TEST(EmulatorProtocol, RegistersIdentityAndParameters) {
 }
 
 TEST(EmulatorProtocol, ModesDrivesLedsBrakesAndMotors) {
-    qelemu::Emulator emu(oneDevice());
+    qelemu::Emulator emu;
     qelemu::Device& dev = emu.device(0);
     Host host(emu.devnode(0));
     ASSERT_TRUE(host.ok());
@@ -206,8 +187,6 @@ TEST(EmulatorProtocol, ModesDrivesLedsBrakesAndMotors) {
     EXPECT_EQ(dev.motorCommand(2), 32767);
     EXPECT_EQ(host.exchange(frame({0xBE, 0xA6}), 10),
               frame({0xBE, 0xA6, 0x01, 0x02, 0xFF, 0xFE, 0x7F, 0xFF}));
-    EXPECT_EQ(dev.lastRequest(cmd::SetMotors),
-              frame({0xBE, 0xA1, 0x01, 0x02, 0xFF, 0xFE, 0x7F, 0xFF}));
 
     // A power cycle brings the power-on state back.
     dev.restart();
@@ -219,7 +198,7 @@ TEST(EmulatorProtocol, ModesDrivesLedsBrakesAndMotors) {
 // Counts by hand: count = min + (DefAng - angle) / 360 * 2^20, DefAng 86.5 for the arm and
 // 120, 45, 167.5 for the wrist; arm min 948576, wrist min 100000.
 TEST(EmulatorProtocol, EncoderCountsOfAPose) {
-    qelemu::Emulator emu(oneDevice());
+    qelemu::Emulator emu;
     qelemu::Device& dev = emu.device(0);
     const double q[6] = {rad(40), rad(80), rad(86.5), rad(0), rad(10), rad(-20)};
     dev.setJointAngles(q);
@@ -267,24 +246,10 @@ TEST(EmulatorProtocol, EncoderCountsOfAPose) {
     EXPECT_EQ(sub(r, 38, 2), (Bytes{0xA5, 0x5A}));
     EXPECT_EQ(dev.motorCommand(1), -16);
     EXPECT_EQ(dev.leds(), 0x03);
-
-    // Preset: channel 0 set to 74565 (low half 9029 doubled = 0x8A46, high half 1); the
-    // present angle then reads as that count.
-    r = host.exchange(frame({0xBE, 0xAB, 0x8A, 0x46, 0x00, 0x01, 0x00, 0xE2, 0x14, 0x01, 0x10, 0x00,
-                             0x00, 0x00, 0x00, 0x00, 0x00}),
-                      5);
-    EXPECT_EQ(r, frame({0xBE, 0xAB, 0x01}));
-    EXPECT_EQ(dev.encoderCount(0), 74565u);
-    EXPECT_EQ(dev.encoderCount(1), 1084017u);
-    EXPECT_EQ(dev.encoderCount(2), 0u);
-    r = host.exchange(frame({0xBE, 0xA0}), 36);
-    EXPECT_EQ(sub(r, 2, 5), (Bytes{0x8A, 0x46, 0x00, 0x01, 0x00}));
-    r = host.exchange(cyclicRequest(6, targets, zeros, zeros, 0), 67);
-    EXPECT_EQ(sub(r, 4, 5), (Bytes{0x8A, 0x46, 0x02, 0x00, 0x00})); // 74565*2 = 0x2468A
 }
 
 TEST(EmulatorProtocol, CyclicFrameCommandsAndReportedValues) {
-    qelemu::Emulator emu(oneDevice());
+    qelemu::Emulator emu;
     qelemu::Device& dev = emu.device(0);
     Host host(emu.devnode(0));
     ASSERT_TRUE(host.ok());
@@ -303,20 +268,15 @@ TEST(EmulatorProtocol, CyclicFrameCommandsAndReportedValues) {
     ASSERT_EQ(r.size(), 67u);
     EXPECT_TRUE(intact(r));
 
+    // The library's own requests reach the device field by field in the runtime tests; here
+    // the fields' extremes: a full 32-bit target, the last channel, a negative motor command.
     qelemu::CyclicRequest c = dev.lastCyclic();
-    EXPECT_EQ(c.motorCount, 3);
-    EXPECT_EQ(c.channelCount, 6);
-    EXPECT_EQ(c.control[0], 0x10);
-    EXPECT_EQ(c.control[5], 0x15);
-    EXPECT_EQ(c.target[0], 74565u);
     EXPECT_EQ(c.target[2], 0xFFFFFFFFu);
-    EXPECT_EQ(c.velocityTarget[1], -1);
     EXPECT_EQ(c.velocityTarget[5], 0x0203);
     EXPECT_EQ(c.motor[1], -1000);
     EXPECT_EQ(c.commandWord, 0x0107);
     EXPECT_EQ(dev.leds(), 0x07);
-    EXPECT_EQ(dev.motorCommand(0), 1000);
-    EXPECT_EQ(dev.motorCommand(2), 0x0102);
+    EXPECT_EQ(dev.motorCommand(1), -1000);
 
     EXPECT_EQ(r[3], 0x81);
     EXPECT_EQ(r[53], 0x06);
@@ -345,7 +305,7 @@ TEST(EmulatorProtocol, CyclicFrameCommandsAndReportedValues) {
 }
 
 TEST(EmulatorProtocol, MalformedRequestsAreDroppedAndCounted) {
-    qelemu::Emulator emu(oneDevice());
+    qelemu::Emulator emu;
     qelemu::Device& dev = emu.device(0);
     Host host(emu.devnode(0));
     ASSERT_TRUE(host.ok());
@@ -370,7 +330,7 @@ TEST(EmulatorProtocol, MalformedRequestsAreDroppedAndCounted) {
     // A truncated request is forgotten after a pause; the next request is answered.
     host.send({0xBE, 0xAC, 0x00});
     usleep(300000);
-    EXPECT_EQ(sub(host.exchange(readRegister(135), 8), 4, 2), (Bytes{0x00, 0x01}));
+    EXPECT_EQ(valueOf(host, 135), 1);
     EXPECT_EQ(dev.frames(cmd::GetMode), 1u);
     EXPECT_EQ(dev.badChecksums(), 1u);
 }
@@ -382,7 +342,7 @@ TEST(EmulatorProtocol, RegistersPersistOnlyWhenCommitted) {
     close(fd);
     unlink(path); // no file yet: the first start has the defaults
 
-    qelemu::EmulatorOptions options = oneDevice();
+    qelemu::EmulatorOptions options;
     options.device.resize(1);
     options.device[0].stateFile = path;
     {
@@ -398,7 +358,7 @@ TEST(EmulatorProtocol, RegistersPersistOnlyWhenCommitted) {
         host.exchange(writeRegister(301, 9), 8);
         dev.restart();
         EXPECT_EQ(dev.serialNumber(), 4242u);
-        EXPECT_EQ(sub(host.exchange(readRegister(300), 8), 4, 2), (Bytes{0x00, 0x07}));
+        EXPECT_EQ(valueOf(host, 300), 7);
         EXPECT_EQ(dev.reg(301), 0);
         EXPECT_EQ(dev.reg32(128), 1048576u); // the rest of the bank came back too
     }
@@ -409,8 +369,10 @@ TEST(EmulatorProtocol, RegistersPersistOnlyWhenCommitted) {
     unlink(path);
 }
 
+// Each fault also meets the library in every phase of a device's life in the fault matrix,
+// which tells them apart by the error they cause; here, what each puts on the wire and when.
 TEST(EmulatorProtocol, FaultsAppearOnTheWire) {
-    qelemu::Emulator emu(oneDevice());
+    qelemu::Emulator emu;
     qelemu::Device& dev = emu.device(0);
     Host host(emu.devnode(0));
     ASSERT_TRUE(host.ok());
@@ -448,14 +410,14 @@ TEST(EmulatorProtocol, FaultsAppearOnTheWire) {
     EXPECT_EQ(host.exchange(getMode, 5), frame({0xBE, 0xA3, 0x00}));
     EXPECT_EQ(host.exchange(frame({0xBE, 0xA2, 0x22}), 5), frame({0xBE, 0xA2, 0x01}));
     EXPECT_EQ(host.exchange(getMode, 5), frame({0xBE, 0xA3, 0x00}));
+    EXPECT_EQ(dev.faultsApplied(FaultKind::ZeroAck), 3u);
     dev.clearFaults();
 
     // Every third reply.
     dev.injectFault(Fault::everyNth(FaultKind::CorruptChecksum, 3));
-    int corrupted[6];
-    for (int i = 0; i < 6; ++i) corrupted[i] = !intact(host.exchange(getMode, 5));
-    EXPECT_EQ(corrupted[0] + corrupted[1] + corrupted[3] + corrupted[4], 0);
-    EXPECT_EQ(corrupted[2] + corrupted[5], 2);
+    std::string corrupted;
+    for (int i = 0; i < 6; ++i) corrupted += intact(host.exchange(getMode, 5)) ? '.' : 'x';
+    EXPECT_EQ(corrupted, "..x..x");
     dev.clearFaults();
 
     // Split: the first part arrives, then nothing for the pause, then the rest.
@@ -464,29 +426,10 @@ TEST(EmulatorProtocol, FaultsAppearOnTheWire) {
     EXPECT_EQ(host.receive(2, 1000), sub(modeReply, 0, 2));
     EXPECT_TRUE(host.receive(3, 100).empty());
     EXPECT_EQ(host.receive(3, 1000), sub(modeReply, 2, 3));
-
-    dev.injectFault(Fault::next(FaultKind::Delay).pause(400));
-    host.send(getMode);
-    EXPECT_TRUE(host.receive(5, 100).empty());
-    EXPECT_EQ(host.receive(5, 1000), modeReply);
-
-    EXPECT_EQ(dev.faultsApplied(FaultKind::CorruptChecksum), 3u);
-    EXPECT_EQ(dev.faultsApplied(FaultKind::ZeroAck), 3u);
-    EXPECT_EQ(dev.faultsApplied(FaultKind::SplitReply), 1u);
-    EXPECT_EQ(dev.faultsApplied(FaultKind::Delay), 1u);
-    EXPECT_EQ(dev.faultsApplied(FaultKind::ShortReply), 1u);
-
-    // Unplug: the request goes unanswered and the port's node is gone.
-    dev.injectFault(Fault::onCode(FaultKind::Unplug, cmd::GetMotors));
-    EXPECT_EQ(host.exchange(getMode, 5), modeReply);
-    host.send(frame({0xBE, 0xA6}));
-    EXPECT_TRUE(host.receive(10, 300).empty());
-    for (int i = 0; i < 100 && !emu.unplugged(0); ++i) usleep(10000);
-    EXPECT_TRUE(emu.unplugged(0));
-    EXPECT_NE(access(emu.devnode(0).c_str(), F_OK), 0);
-    EXPECT_FALSE(Host(emu.devnode(0)).ok());
 }
 
+// Decoys before the devices shift their ports; unplugged by the test, a device's node is gone
+// and the other device is still served.
 TEST(EmulatorProtocol, UnplugByTestAndDecoys) {
     qelemu::EmulatorOptions options;
     options.devices = 2;
@@ -497,17 +440,13 @@ TEST(EmulatorProtocol, UnplugByTestAndDecoys) {
     qelemu::Emulator emu(options);
     EXPECT_EQ(emu.portIndex(0), 1);
     EXPECT_EQ(emu.devnode(1), "/dev/ttyACM2");
-    {
-        Host host(emu.devnode(1));
-        ASSERT_TRUE(host.ok());
-        EXPECT_EQ(sub(host.exchange(readRegister(136), 8), 4, 2), (Bytes{0x27, 0x12}));
-    }
     emu.unplug(0);
     EXPECT_TRUE(emu.unplugged(0));
+    EXPECT_NE(access(emu.devnode(0).c_str(), F_OK), 0);
     EXPECT_FALSE(Host(emu.devnode(0)).ok());
     Host host(emu.devnode(1));
     ASSERT_TRUE(host.ok());
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA3}), 5), frame({0xBE, 0xA3, 0x22}));
+    EXPECT_EQ(valueOf(host, 136), 0x2712);
 }
 
 } // namespace
@@ -521,9 +460,9 @@ TEST(EmulatorLauncher, ServesTheChildProgram) {
     Host first("/dev/ttyACM0"), second("/dev/ttyACM1");
     ASSERT_TRUE(first.ok());
     ASSERT_TRUE(second.ok());
-    EXPECT_EQ(sub(first.exchange(readRegister(136), 8), 4, 2), (Bytes{0x03, 0x09}));
-    EXPECT_EQ(sub(second.exchange(readRegister(136), 8), 4, 2), (Bytes{0x03, 0x0A}));
-    EXPECT_EQ(sub(second.exchange(readRegister(135), 8), 4, 2), (Bytes{0x00, 0x02}));
+    EXPECT_EQ(valueOf(first, 136), 777);
+    EXPECT_EQ(valueOf(second, 136), 778);
+    EXPECT_EQ(valueOf(second, 135), 2);
     EXPECT_EQ(first.exchange(frame({0xBE, 0xA3}), 5), frame({0xBE, 0xA3, 0x22}));
     EXPECT_FALSE(Host("/dev/ttyACM2").ok());
 }

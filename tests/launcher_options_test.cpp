@@ -26,51 +26,31 @@ Parsed parse(std::initializer_list<const char*> words) {
 
 using Kind = qelemu::HandScript::Kind;
 
-TEST(LauncherOptions, OneDeviceByDefaultAndTheProgramAfterTheDashes) {
-    Parsed p = parse({"--", "prog", "--seconds", "2"});
-    ASSERT_EQ(p.status, -1);
-    EXPECT_EQ(p.options.program, 2);
-    ASSERT_EQ(p.options.emulator.device.size(), 1u);
-    EXPECT_FALSE(p.options.emulator.device[0].physics);
-    EXPECT_EQ(p.options.emulator.device[0].hand.kind, Kind::None);
-    EXPECT_LT(p.options.buttonSeconds, 0);
-    EXPECT_FALSE(p.options.report);
-}
-
+// The examples' end-to-end tests and QelEmulator.ServesAChildProgram run the launcher with its
+// devices, types, serial numbers, poses, hands and a button press; here, how hands spread over
+// the devices and each of the hand's parameters.
 TEST(LauncherOptions, HandsOnePerDeviceOrOneForAll) {
-    Parsed p = parse({"--devices", "3", "--hand", "circle,none", "--", "prog"});
+    Parsed p = parse({"--devices", "3", "--hand", "circle,none", "--", "prog", "--seconds", "2"});
     ASSERT_EQ(p.status, -1);
+    EXPECT_EQ(p.options.program, 6);
     ASSERT_EQ(p.options.emulator.device.size(), 3u);
     EXPECT_EQ(p.options.emulator.device[0].hand.kind, Kind::FollowCircle);
     EXPECT_EQ(p.options.emulator.device[1].hand.kind, Kind::None);
     EXPECT_EQ(p.options.emulator.device[2].hand.kind, Kind::None) << "past the list: no hand";
     for (const auto& d : p.options.emulator.device) EXPECT_TRUE(d.physics) << "a hand moves it";
 
-    p = parse({"-n", "2", "--hand", "push", "--", "prog"});
+    p = parse({"-n", "2", "--hand", "push", "--hand-point", "1,-2,230", "--hand-normal", "0,1,0",
+               "--hand-force", "3.5", "--", "prog"});
     ASSERT_EQ(p.status, -1);
-    for (const auto& d : p.options.emulator.device) EXPECT_EQ(d.hand.kind, Kind::PushPlane);
-}
-
-TEST(LauncherOptions, TheHandsPointNormalAndForce) {
-    Parsed p = parse({"--hand", "push", "--hand-point", "1,-2,230", "--hand-normal", "0,1,0",
-                      "--hand-force", "3.5", "--", "prog"});
-    ASSERT_EQ(p.status, -1);
-    const qelemu::HandScript& h = p.options.emulator.device[0].hand;
-    EXPECT_EQ(h.point[0], 1);
-    EXPECT_EQ(h.point[1], -2);
-    EXPECT_EQ(h.point[2], 230);
-    EXPECT_EQ(h.normal[1], 1);
-    EXPECT_EQ(h.normal[2], 0);
-    EXPECT_EQ(h.force, 3.5);
-}
-
-TEST(LauncherOptions, ButtonPressReportAndSerials) {
-    Parsed p = parse({"-n", "2", "-s", "7,8", "--press-button", "1.5", "--report", "--", "p"});
-    ASSERT_EQ(p.status, -1);
-    EXPECT_EQ(p.options.buttonSeconds, 1.5);
-    EXPECT_TRUE(p.options.report);
-    EXPECT_EQ(p.options.emulator.device[0].serialNumber, 7u);
-    EXPECT_EQ(p.options.emulator.device[1].serialNumber, 8u);
+    for (const auto& d : p.options.emulator.device) {
+        EXPECT_EQ(d.hand.kind, Kind::PushPlane);
+        EXPECT_EQ(d.hand.point[0], 1);
+        EXPECT_EQ(d.hand.point[1], -2);
+        EXPECT_EQ(d.hand.point[2], 230);
+        EXPECT_EQ(d.hand.normal[1], 1);
+        EXPECT_EQ(d.hand.normal[2], 0);
+        EXPECT_EQ(d.hand.force, 3.5);
+    }
 }
 
 TEST(LauncherOptions, UsageErrorsExitWithTwo) {
