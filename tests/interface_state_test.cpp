@@ -4,10 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <memory>
-#include <thread>
+#include <vector>
 
 #include "QEL_OPEN.h"
 #include "arm_model.h"
@@ -25,17 +24,6 @@ const double kResolution = 1048576.0;
 
 double degrees(double radians) { return 180.0 * radians / kPi; }
 
-// Rz(yaw) * Ry(pitch) * Rx(roll): the wrist's frame on a device without mounting tilt.
-void wristFrame(double yaw, double pitch, double roll, double m[3][3]) {
-    double cy = std::cos(yaw), sy = std::sin(yaw), ct = std::cos(pitch), st = std::sin(pitch);
-    double co = std::cos(roll), so = std::sin(roll);
-    double r[3][3] = {{cy * ct, cy * st * so - sy * co, cy * st * co + sy * so},
-                      {sy * ct, sy * st * so + cy * co, sy * st * co - cy * so},
-                      {-st, ct * so, ct * co}};
-    for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j) m[i][j] = r[i][j];
-}
-
 // The three signed 16-bit commands of a motor frame.
 std::array<int16_t, 3> motorsOf(const std::vector<uint8_t>& request) {
     std::array<int16_t, 3> m{};
@@ -44,21 +32,27 @@ std::array<int16_t, 3> motorsOf(const std::vector<uint8_t>& request) {
     return m;
 }
 
+// The poses of two arms at rest, and the encoder rates they report.
+const double kPoses[2][6] = {{0.5, 0.7, 0.6, 0.3, -0.2, 0.4}, {0.5, 0.5, 0.5, -0.5, 0.3, -0.6}};
+const int16_t kRates[2][6] = {{40, -25, 10, 64, -32, 16}, {3, -4, 5, -100, 50, 200}};
+
 class Application : public qeltest::InterfaceTest {
 protected:
     void TearDown() override {
         qeltest::InterfaceTest::TearDown();
         emulator.reset();
     }
-    qelemu::Emulator& start(int devices, std::vector<std::vector<double>> poses = {}) {
+    // With `posed`, the devices stand at the poses above and report the rates above.
+    qelemu::Emulator& start(int devices, bool posed = false) {
         qelemu::EmulatorOptions options;
         options.devices = devices;
-        for (const auto& q : poses) {
-            qelemu::DeviceOptions d;
-            for (int i = 0; i < 6; ++i) d.jointAngles[i] = q[i];
-            options.device.push_back(d);
+        for (int d = 0; posed && d < devices; ++d) {
+            options.device.emplace_back();
+            for (int i = 0; i < 6; ++i) options.device[d].jointAngles[i] = kPoses[d][i];
         }
         emulator.reset(new qelemu::Emulator(options));
+        for (int d = 0; posed && d < devices; ++d)
+            for (int i = 0; i < 6; ++i) emulator->device(d).setEncoderVelocity(i, kRates[d][i]);
         return *emulator;
     }
     // Opened, initialised and calibrated through the interface, with a few refresh passes
@@ -67,14 +61,10 @@ protected:
         ASSERT_EQ(qelOpenID(id), id);
         ASSERT_EQ(qelInit(id), 1);
         ASSERT_EQ(qelCalibrateDevice(id), 1);
-        waitForPasses(emulator->device(id - 1));
-    }
-    void waitForPasses(qelemu::Device& device, uint64_t passes = 5) {
-        uint64_t target = device.frames(0xB0) + passes;
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
-        while (device.frames(0xB0) < target && std::chrono::steady_clock::now() < deadline)
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
-        ASSERT_GE(device.frames(0xB0), target) << "the refresh thread stalled";
+        qelemu::Device& device = emulator->device(id - 1);
+        const uint64_t target = device.frames(0xB0) + 5;
+        ASSERT_TRUE(qeltest::waitUntil([&] { return device.frames(0xB0) >= target; }))
+            << "the refresh thread stalled";
     }
     // Expert mode is off: an expert function refuses with error 4.
     void expectExpertModeOff(char id = 1) {
@@ -85,13 +75,14 @@ protected:
     std::unique_ptr<qelemu::Emulator> emulator;
 };
 
-TEST_F(Application, PositionOrientationAndVelocityMatchTheArm) {
-    qelemu::Emulator& emu = start(1, {{0.5, 0.7, 0.6, 0.3, -0.2, 0.4}});
+// What an application reads of device 1, the current device, matches its arm; device 2 stands
+// elsewhere, so that an answer for the wrong device shows.
+TEST_F(Application, ReadingsAndConversionsMatchTheArmOfTheCurrentDevice) {
+    qelemu::Emulator& emu = start(2, true);
     qelemu::Device& device = emu.device(0);
-    const int16_t armRates[3] = {40, -25, 10};
-    for (int i = 0; i < 3; ++i) device.setEncoderVelocity(i, armRates[i]);
     bringUp(1);
-
+    bringUp(2);
+    ASSERT_EQ(qelGetDeviceID(), 1);
     double truth[3], q[6];
     ASSERT_TRUE(device.position(truth));
     device.jointAngles(q);
@@ -106,13 +97,30 @@ TEST_F(Application, PositionOrientationAndVelocityMatchTheArm) {
     expectExpertModeOff();
     for (int i = 0; i < 3; ++i) EXPECT_NEAR(o[i], q[3 + i], 1e-5);
 
+    // The degrees and the angular velocity answer for the current device, whatever the
+    // identifier says.
     double deg[3] = {};
-    ASSERT_EQ(qelGetOrientationDeg(&deg[0], &deg[1], &deg[2], 1), 1);
-    for (int i = 0; i < 3; ++i) EXPECT_DOUBLE_EQ(deg[i], degrees(o[i]));
+    ASSERT_EQ(qelGetOrientationDeg(&deg[0], &deg[1], &deg[2], 2), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_DOUBLE_EQ(deg[i], degrees(o[i])) << "device 1's";
+    double w[3] = {};
+    EXPECT_EQ(qelGetAngularVelocityRad(&w[0], &w[1], &w[2], 2), 0);
+    expectLastError(4, 1, "Expert Mode Not Set");
+    qelEnableExpertMode();
+    ASSERT_EQ(qelGetAngularVelocityRad(&w[0], &w[1], &w[2], 2), 1);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_DOUBLE_EQ(w[i], -2 * (kRates[0][3 + i] / kResolution) * kPi) << "device 1's";
+    double wd[3] = {};
+    ASSERT_EQ(qelGetAngularVelocityDeg(&wd[0], &wd[1], &wd[2], 2), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_DOUBLE_EQ(wd[i], degrees(w[i]));
 
-    double frame[3][3] = {}, expected[3][3];
+    // Rz(yaw) * Ry(pitch) * Rx(roll): the wrist's frame on a device without mounting tilt.
+    double frame[3][3] = {};
     ASSERT_EQ(qelGetOrientationFrame(frame, 1), 1);
-    wristFrame(q[3], q[4], q[5], expected);
+    double cy = std::cos(q[3]), sy = std::sin(q[3]), ct = std::cos(q[4]), st = std::sin(q[4]);
+    double co = std::cos(q[5]), so = std::sin(q[5]);
+    const double expected[3][3] = {{cy * ct, cy * st * so - sy * co, cy * st * co + sy * so},
+                                   {sy * ct, sy * st * so + cy * co, sy * st * co - cy * so},
+                                   {-st, ct * so, ct * co}};
     for (int i = 0; i < 3; ++i)
         for (int j = 0; j < 3; ++j) EXPECT_NEAR(frame[i][j], expected[i][j], 1e-5) << i << j;
 
@@ -138,37 +146,82 @@ TEST_F(Application, PositionOrientationAndVelocityMatchTheArm) {
     for (int k = 0; k < 3; ++k) {
         double expectedRate = 0;
         for (int i = 0; i < 3; ++i)
-            expectedRate += J[k][i] * (-2 * armRates[i] / kResolution * kPi);
+            expectedRate += J[k][i] * (-2 * kRates[0][i] / kResolution * kPi);
         EXPECT_NEAR(v[k], expectedRate, 1e-3 * std::fabs(expectedRate) + 1e-9) << "axis " << k;
     }
-}
 
-TEST_F(Application, OrientationInDegreesAndAngularVelocityAnswerForTheCurrentDevice) {
-    qelemu::Emulator& emu =
-        start(2, {{0.5, 0.5, 0.5, 0.3, -0.2, 0.4}, {0.5, 0.5, 0.5, -0.5, 0.3, -0.6}});
-    const int16_t wristRates[2][3] = {{64, -32, 16}, {-100, 50, 200}};
-    for (int d = 0; d < 2; ++d)
-        for (int i = 0; i < 3; ++i) emu.device(d).setEncoderVelocity(3 + i, wristRates[d][i]);
-    bringUp(1);
-    bringUp(2);
-    ASSERT_EQ(qelGetDeviceID(), 1);
+    // The expert functions: encoders, conversions, the Jacobians and the calibration.
+    ASSERT_EQ(qelEnableExpertMode(), 1);
+    unsigned int counts[6];
+    for (int i = 0; i < 6; ++i) {
+        counts[i] = qelGetEncoder(i, 1);
+        EXPECT_EQ(counts[i], device.encoderCount(i)) << "channel " << i;
+    }
+    int delta[3] = {};
+    unsigned int wrist[3] = {};
+    ASSERT_EQ(qelGetDeltaEncoders(&delta[0], &delta[1], &delta[2], 1), 1);
+    ASSERT_EQ(qelGetWristEncoders(&wrist[0], &wrist[1], &wrist[2], 1), 1);
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(static_cast<unsigned int>(delta[i]), counts[i]);
+        EXPECT_EQ(wrist[i], counts[3 + i]);
+    }
+    uint64_t reads = device.frames(0xA0);
+    ASSERT_EQ(qelUpdateEncoders(1), 1);
+    EXPECT_EQ(device.frames(0xA0), reads + 1);
 
-    double q[6];
-    emu.device(0).jointAngles(q);
-    double deg[3] = {};
-    ASSERT_EQ(qelGetOrientationDeg(&deg[0], &deg[1], &deg[2], 2), 1);
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(deg[i], degrees(q[3 + i]), 1e-3) << "device 1's";
+    double j[6] = {};
+    ASSERT_EQ(
+        qelDeltaEncodersToJointAngles(counts[0], counts[1], counts[2], &j[0], &j[1], &j[2], 1), 1);
+    ASSERT_EQ(
+        qelWristEncodersToJointAngles(counts[3], counts[4], counts[5], &j[3], &j[4], &j[5], 1), 1);
+    for (int i = 0; i < 6; ++i) EXPECT_NEAR(j[i], q[i], 1e-5) << "joint " << i;
+    double live[6] = {};
+    ASSERT_EQ(qelGetJointAngles(live, 1), 1);
+    for (int i = 0; i < 6; ++i) EXPECT_NEAR(live[i], q[i], 1e-5) << "joint " << i;
 
-    double w[3] = {};
-    EXPECT_EQ(qelGetAngularVelocityRad(&w[0], &w[1], &w[2], 2), 0);
-    expectLastError(4, 1, "Expert Mode Not Set");
-    qelEnableExpertMode();
-    ASSERT_EQ(qelGetAngularVelocityRad(&w[0], &w[1], &w[2], 2), 1);
+    double c[3] = {};
+    ASSERT_EQ(qelDeltaEncoderToPosition(delta[0], delta[1], delta[2], &c[0], &c[1], &c[2], 1), 1);
+    for (int i = 0; i < 3; ++i) EXPECT_NEAR(c[i], truth[i], 0.01);
+
+    double jacobian[3][3] = {};
+    ASSERT_EQ(qelGetDeltaJacobian(jacobian, 1), 1);
+    for (int r = 0; r < 3; ++r)
+        for (int c = 0; c < 3; ++c) EXPECT_NEAR(jacobian[r][c], J[r][c], 0.01) << r << c;
+    double untouched[3][3] = {{7, 7, 7}, {7, 7, 7}, {7, 7, 7}};
+    ASSERT_EQ(qelGetWristJacobian(untouched, 1), 1);
+    EXPECT_EQ(untouched[2][2], 7.0) << "the wrist has no Jacobian to hand out";
+
+    double rates[6] = {};
+    ASSERT_EQ(qelGetEncVelocities(rates, 1), 1);
+    for (int i = 0; i < 6; ++i) EXPECT_EQ(rates[i], kRates[0][i]);
+
+    // A calibration with a different zero count per axis, stored in the device: the arm's
+    // angle-to-count conversion uses axis 0's for all three angles, and the wrist's hands the
+    // angles on in degrees.
+    unsigned int low[6] = {900000, 910000, 920000, 100000, 110000, 120000};
+    unsigned int high[6] = {1200000, 1210000, 1220000, 900000, 910000, 920000};
+    ASSERT_EQ(qelSaveCalibration(low, high, 0x3F, 1), 1);
+    for (int axis = 0; axis < 6; ++axis) EXPECT_EQ(device.reg32(100 + 4 * axis), low[axis]);
+    const double armZero = 86.5, wristZero[3] = {120, 45, 167.5}; // degrees, type 1
+    auto count = [](uint32_t zero, double zeroDegrees, double angle) {
+        double rot = zeroDegrees - 180.0 * angle / kPi;
+        return zero + static_cast<uint32_t>(static_cast<int32_t>(kResolution * (rot / 360.0)));
+    };
+    const double angles[3] = {0.1, 0.2, 0.3};
+    unsigned int e[3] = {};
+    ASSERT_EQ(qelDeltaJointAnglesToEncoders(0.1, 0.2, 0.3, &e[0], &e[1], &e[2], 1), 1);
     for (int i = 0; i < 3; ++i)
-        EXPECT_DOUBLE_EQ(w[i], -2 * (wristRates[0][i] / kResolution) * kPi) << "device 1's";
-    double wd[3] = {};
-    ASSERT_EQ(qelGetAngularVelocityDeg(&wd[0], &wd[1], &wd[2], 2), 1);
-    for (int i = 0; i < 3; ++i) EXPECT_DOUBLE_EQ(wd[i], degrees(w[i]));
+        EXPECT_EQ(e[i], count(low[0], armZero, angles[i])) << "angle " << i << ", axis 0's zero";
+    ASSERT_EQ(qelWristJointAnglesToEncoders(0.1, 0.2, 0.3, &e[0], &e[1], &e[2], 1), 1);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(e[i], count(low[3 + i], wristZero[i], degrees(angles[i]))) << "wrist " << i;
+
+    // The gripper has no encoder: the read answers 0 and leaves the device's refusal pending.
+    unsigned int gripper = 99;
+    qelClearError();
+    ASSERT_EQ(qelGetGripperEncoder(&gripper, 1), 1);
+    EXPECT_EQ(gripper, 0u);
+    expectLastError(258, 1, "Invalid Input Parameter!");
 
     // Switching the current device switches the answer.
     ASSERT_EQ(qelSetDevice(2), 1);
@@ -278,9 +331,7 @@ TEST_F(Application, MotorCommandsCarryTheArmMotorsOnly) {
     ASSERT_EQ(qelSetForce(1.5, -2.5, 3.5, 2), 1);
     double f[3] = {};
     ASSERT_EQ(qelGetForce(&f[0], &f[1], &f[2], 2), 1);
-    EXPECT_EQ(f[0], 1.5);
-    EXPECT_EQ(f[1], -2.5);
-    EXPECT_EQ(f[2], 3.5);
+    EXPECT_EQ(std::vector<double>(f, f + 3), (std::vector<double>{1.5, -2.5, 3.5}));
 
     // The gripper path reads the gripper's encoder, which a device without a gripper refuses
     // with its own error; the motor frame is never reached and expert mode ends up off.
@@ -294,93 +345,3 @@ TEST_F(Application, MotorCommandsCarryTheArmMotorsOnly) {
 }
 
 } // namespace
-
-TEST_F(Application, ExpertEncodersAnglesAndConversionsMatchTheArm) {
-    qelemu::Emulator& emu = start(1, {{0.5, 0.7, 0.6, 0.3, -0.2, 0.4}});
-    qelemu::Device& device = emu.device(0);
-    const int16_t rates[6] = {3, -4, 5, 60, -70, 80};
-    for (int i = 0; i < 6; ++i) device.setEncoderVelocity(i, rates[i]);
-    bringUp(1);
-    ASSERT_EQ(qelEnableExpertMode(), 1);
-    double q[6], truth[3];
-    device.jointAngles(q);
-    ASSERT_TRUE(device.position(truth));
-
-    unsigned int counts[6];
-    for (int i = 0; i < 6; ++i) {
-        counts[i] = qelGetEncoder(i, 1);
-        EXPECT_EQ(counts[i], device.encoderCount(i)) << "channel " << i;
-    }
-    int arm[3] = {};
-    unsigned int wrist[3] = {};
-    ASSERT_EQ(qelGetDeltaEncoders(&arm[0], &arm[1], &arm[2], 1), 1);
-    ASSERT_EQ(qelGetWristEncoders(&wrist[0], &wrist[1], &wrist[2], 1), 1);
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(static_cast<unsigned int>(arm[i]), counts[i]);
-        EXPECT_EQ(wrist[i], counts[3 + i]);
-    }
-    uint64_t reads = device.frames(0xA0);
-    ASSERT_EQ(qelUpdateEncoders(1), 1);
-    EXPECT_EQ(device.frames(0xA0), reads + 1);
-
-    double j[6] = {};
-    ASSERT_EQ(
-        qelDeltaEncodersToJointAngles(counts[0], counts[1], counts[2], &j[0], &j[1], &j[2], 1), 1);
-    ASSERT_EQ(
-        qelWristEncodersToJointAngles(counts[3], counts[4], counts[5], &j[3], &j[4], &j[5], 1), 1);
-    for (int i = 0; i < 6; ++i) EXPECT_NEAR(j[i], q[i], 1e-5) << "joint " << i;
-    double live[6] = {};
-    ASSERT_EQ(qelGetJointAngles(live, 1), 1);
-    for (int i = 0; i < 6; ++i) EXPECT_NEAR(live[i], q[i], 1e-5) << "joint " << i;
-
-    double p[3] = {};
-    ASSERT_EQ(qelDeltaEncoderToPosition(arm[0], arm[1], arm[2], &p[0], &p[1], &p[2], 1), 1);
-    for (int i = 0; i < 3; ++i) EXPECT_NEAR(p[i], truth[i], 0.01);
-
-    qelemu::ArmModel model(qelemu::ArmGeometry::forType(1));
-    model.setJointAngles(q);
-    double J[3][3], jacobian[3][3] = {};
-    ASSERT_TRUE(model.jacobian(J));
-    ASSERT_EQ(qelGetDeltaJacobian(jacobian, 1), 1);
-    for (int r = 0; r < 3; ++r)
-        for (int c = 0; c < 3; ++c) EXPECT_NEAR(jacobian[r][c], J[r][c], 0.01) << r << c;
-    double untouched[3][3] = {{7, 7, 7}, {7, 7, 7}, {7, 7, 7}};
-    ASSERT_EQ(qelGetWristJacobian(untouched, 1), 1);
-    EXPECT_EQ(untouched[2][2], 7.0) << "the wrist has no Jacobian to hand out";
-
-    double v[6] = {};
-    ASSERT_EQ(qelGetEncVelocities(v, 1), 1);
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(v[i], rates[i]);
-
-    // A calibration with a different zero count per axis, stored in the device: the arm's
-    // angle-to-count conversion uses axis 0's for all three angles, and the wrist's hands the
-    // angles on in degrees.
-    unsigned int low[6] = {900000, 910000, 920000, 100000, 110000, 120000};
-    unsigned int high[6] = {1200000, 1210000, 1220000, 900000, 910000, 920000};
-    ASSERT_EQ(qelSaveCalibration(low, high, 0x3F, 1), 1);
-    for (int axis = 0; axis < 6; ++axis) EXPECT_EQ(device.reg32(100 + 4 * axis), low[axis]);
-    const double armZero = 86.5, wristZero[3] = {120, 45, 167.5}; // degrees, type 1
-    unsigned int e[3] = {};
-    ASSERT_EQ(qelDeltaJointAnglesToEncoders(0.1, 0.2, 0.3, &e[0], &e[1], &e[2], 1), 1);
-    const double angles[3] = {0.1, 0.2, 0.3};
-    for (int i = 0; i < 3; ++i) {
-        double rot = armZero - 180.0 * angles[i] / kPi;
-        EXPECT_EQ(e[i],
-                  low[0] + static_cast<uint32_t>(static_cast<int32_t>(kResolution * (rot / 360.0))))
-            << "angle " << i << " with axis 0's zero count";
-    }
-    ASSERT_EQ(qelWristJointAnglesToEncoders(0.1, 0.2, 0.3, &e[0], &e[1], &e[2], 1), 1);
-    for (int i = 0; i < 3; ++i) {
-        double rot = wristZero[i] - 180.0 * degrees(angles[i]) / kPi;
-        EXPECT_EQ(e[i], low[3 + i] + static_cast<uint32_t>(
-                                         static_cast<int32_t>(kResolution * (rot / 360.0))))
-            << "wrist angle " << i;
-    }
-
-    // The gripper has no encoder: the read answers 0 and leaves the device's refusal pending.
-    unsigned int gripper = 99;
-    qelClearError();
-    ASSERT_EQ(qelGetGripperEncoder(&gripper, 1), 1);
-    EXPECT_EQ(gripper, 0u);
-    expectLastError(258, 1, "Invalid Input Parameter!");
-}
