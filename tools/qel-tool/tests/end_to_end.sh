@@ -51,8 +51,12 @@ group_cli() {
     check "no command" 2 "$tool"
     check "unknown command" 2 "$tool" frobnicate && expect "unknown command" err "unknown command"
     check "unknown option" 2 "$tool" list --frob && expect "unknown option" err "unknown option --frob"
-    check "bad number" 2 "$tool" record -o x.csv --rate fast && expect "bad number" err "the rate"
+    check "dash dash" 2 "$tool" list -- --frob && expect "dash dash" err "unexpected argument --frob"
+    check "bad number" 2 "$tool" record -o x.csv --rate nan && expect "bad number" err "the rate"
+    check "no value" 2 "$tool" record -o x.csv --time && expect "no value" err "--time needs a value"
     check "no output" 2 "$tool" record && expect "no output" err "needs an output file"
+    check "extra word" 2 "$tool" list more && expect "extra word" err "unexpected argument more"
+    check "no trace" 2 "$tool" plot && expect "no trace" err "missing the trace file"
 }
 
 group_devices() {
@@ -69,16 +73,23 @@ group_devices() {
     check "info by serial" 0 "$emu" --devices 2 --type 2 --serial 777,778 -- "$tool" info --serial 778
     expect "info serial" out "^  serial number +778$"
     expect "info type" out "^  device type +2$"
+    expect "info model" out "^  nominal torque +100 N\*mm$"
     expect "info geometry" out "^  actuated link +70\.000 mm$"
-    expect "info limits" out "^  arm 1 +948576 "
+    expect "info registers" out "^  136-137 +serial +0x0000030A +778$"
+    expect "info limits across the wrap" out "^  arm 1 +948576 +333994 +433994 +149\.00$"
+    expect "info limits" out "^  wrist yaw +100000 +799051 +699051 +240\.00$"
+    expect "info limits of the last axis" out "^  wrist roll +100000 +27182 +975758 +335\.00$"
     check "info of an unknown type" 0 "$emu" --type 7 -- "$tool" info
     expect "info of an unknown type" out "no geometry for type 7"
 }
 
 group_param() {
-    check "set and get" 0 "$emu" -- sh -c "'$tool' param set 300 -7 --short && '$tool' param get 300 --short --bare"
-    expect "set" out "register 300 set to -7 \(0xFFF9\)"
-    expect "get" out "^-7$"
+    # A 32-bit value takes two registers, low half first.
+    check "set and get" 0 "$emu" -- sh -c "'$tool' param set 0x12C 70000 && '$tool' param set 302 -7 --short &&
+        '$tool' param get 300 --bare && '$tool' param get 301 302 --short --bare"
+    expect "set" out "register 300 set to 70000 \(0x00011170\)"
+    expect "set short" out "register 302 set to -7 \(0xFFF9\)"
+    tail -3 "$work/out" | paste -sd' ' >"$work/got" && expect "get" got "^70000 1 -7$"
     check "commit" 0 "$emu" --state "$work/state" -- sh -c "'$tool' param set nominal-torque 150 && '$tool' param commit"
     expect "commit" out "registers stored permanently"
     check "committed" 0 "$emu" --state "$work/state" -- "$tool" param get nominal-torque
@@ -93,7 +104,10 @@ group_param() {
 group_calibrate() {
     check load 0 "$emu" -- "$tool" calibrate
     expect load out "calibration loaded"
-    expect "load position" out "^position -?[0-9.]+, -?[0-9.]+, [0-9.]+ mm$"
+    expect "load limits" out "^arm 1 +948576 +156319 +88\.00$"
+    expect "load position" out "^position -?0\.000, -?0\.000, 175\.924 mm$"
+    check "still arm" 1 "$emu" -- "$tool" calibrate record --time 0.3 --yes
+    expect "still arm" err "no axis moved by a degree or more: nothing saved"
     check "not confirmed" 3 "$emu" --hand circle -- "$tool" calibrate record --time 0.8
     expect "not confirmed" err "not confirmed: nothing saved"
     check "record" 0 "$emu" --hand circle --state "$work/state" -- "$tool" calibrate record --time 1 --yes --progress
@@ -113,37 +127,50 @@ group_monitor() {
     expect "plain position" out "^position +x +-?[0-9.]+ +y +-?[0-9.]+ +z +[0-9.]+ +mm$"
     expect "plain drives" out "^drives +off"
     expect "plain rate" out "^loop rate"
+    ! grep -q $'\x1b' "$work/out" || { echo "FAIL plain: escape sequences"; failed=$((failed + 1)); }
     check "ansi" 0 "$emu" -- "$tool" monitor --time 0.3 --rate 10 --ansi
-    expect "ansi redraws" out $'\x1b\\[[0-9]+A'
+    expect "ansi redraws the 9 lines" out $'\x1b\\[9A'
     expect "ansi hides the cursor" out $'\x1b\\[\\?25l'
-    check "gravity" 0 "$emu" --physics -- "$tool" monitor --count 2 --gravity --plain
+    check "gravity" 0 "$emu" --report --physics -- "$tool" monitor --count 2 --gravity --plain
     expect "gravity" out "^drives +on, rendering the force with gravity compensation"
+    expect "gravity ends" err "device 1 .*: drives off,"
 }
 
 group_record_plot() {
-    check record 0 "$emu" --hand circle -- "$tool" record -o "$work/trace.csv" --rate 50 --time 0.5 --force 0,0,1 --progress
+    check record 0 "$emu" --report --hand circle -- "$tool" record -o "$work/trace.csv" --rate=50 --time 0.5 --force 0,0,1 --progress
     expect "record progress" err "100%"
     expect "record summary" err "recorded 25 samples at 50 Hz"
-    cp "$work/trace.csv" "$work/out"
-    expect "record header" out "^t_s,x_mm,y_mm,z_mm,vx,vy,vz,fx_N,fy_N,fz_N,motor0,motor1,motor2$"
-    expect "record force" out ",0\.0000,0\.0000,1\.0000,-?[0-9]+,-?[0-9]+,-?[0-9]+$"
-    [[ $(wc -l <"$work/trace.csv") -eq 26 ]] || { echo "FAIL record: not 25 samples"; failed=$((failed + 1)); }
+    expect "record ends" err "device 1 .*: drives off,"
+    expect "record header" trace.csv "^t_s,x_mm,y_mm,z_mm,vx,vy,vz,fx_N,fy_N,fz_N,motor0,motor1,motor2$"
+    # Every sample: the handle near the circle's plane, the force, and torque on every motor.
+    [[ $(wc -l <"$work/trace.csv") -eq 26 &&
+        $(grep -Ec '^[0-9.]+(,-?[0-9.]+){2},(1[7-9]|20)[0-9]\.[0-9]{4}(,[^,]+){3},0\.0000,0\.0000,1\.0000(,-?[1-9][0-9]*){3}$' "$work/trace.csv") -eq 25 ]] ||
+        { echo "FAIL record: not 25 samples of the force"; failed=$((failed + 1)); }
+    sed -n '2p;$p' "$work/trace.csv" | cut -d, -f1 | paste -sd' ' >"$work/got"
+    expect "record times" got "^0\.0[0-4][0-9]* 0\.(4[3-9]|5[0-3])[0-9]*$"
     check "record to stdout" 0 "$emu" -- "$tool" record -o - --time 0.05 --quiet
     expect "record to stdout" out "^t_s,"
     check "unwritable" 1 "$emu" -- "$tool" record -o "$work/no/such/dir.csv" --time 0.1
     if ! command -v gnuplot >/dev/null; then
         echo "gnuplot is not installed: plot not checked"
     else
-        check plot 0 "$tool" plot "$work/trace.csv" --title "circle"
-        expect plot out "plotted 25 samples to .*trace\.png"
-        [[ $(head -c 8 "$work/trace.png" | od -An -tx1 | tr -d ' \n') == 89504e470d0a1a0a ]] ||
-            { echo "FAIL plot: $work/trace.png is no PNG"; failed=$((failed + 1)); }
+        # Quotes and a line break in the names gnuplot is given.
+        cp "$work/trace.csv" "$work/it's.csv"
+        check plot 0 "$tool" plot "$work/it's.csv" --title $'two\nlines'
+        expect plot out "plotted 25 samples to .*it's\.png"
+        [[ $(head -c 8 "$work/it's.png" | od -An -tx1 | tr -d ' \n') == 89504e470d0a1a0a ]] ||
+            { echo "FAIL plot: $work/it's.png is no PNG"; failed=$((failed + 1)); }
     fi
-    printf 't_s,x_mm\n0,1\n' >"$work/other.csv"
-    check "plot of another file" 1 "$tool" plot "$work/other.csv"
+    printf 't_s,x_mm\r\n0,1\r\n' >"$work/other.csv"
+    check "plot of another file, CRLF" 1 "$tool" plot "$work/other.csv"
     expect "plot of another file" err "has no column y_mm"
-    printf 't_s,x_mm\n0,oops\n' >"$work/bad.csv"
-    check "plot of a broken file" 1 "$tool" plot "$work/bad.csv" && expect "broken" err "bad\.csv:2: 'oops' is not a number"
+    printf 't_s,x_mm\n0,1\n\n0,oops\n' >"$work/bad.csv"
+    check "plot of a broken file" 1 "$tool" plot "$work/bad.csv" && expect "broken" err "bad\.csv:4: 'oops' is not a number"
+    printf 't_s,x_mm\n0\n' >"$work/short.csv"
+    check "plot of a short row" 1 "$tool" plot "$work/short.csv"
+    expect "short row" err "short\.csv:2: 1 fields where the header has 2"
+    : >"$work/empty.csv"
+    check "plot of an empty file" 1 "$tool" plot "$work/empty.csv" && expect "empty" err "empty\.csv: the file is empty"
 }
 
 "group_$group"
