@@ -2,6 +2,8 @@
 // replies.
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "fixtures.h"
 
 namespace {
@@ -11,14 +13,11 @@ using qeltest::frame;
 
 using DeviceFrames = qeltest::ScriptedDeviceTest;
 
+// The commit (register 199, value 170) is checked with the calibration that ends with it.
 TEST_F(DeviceFrames, ThirtyTwoBitParametersTravelAsTwoRegistersLowHalfFirst) {
     peer->reply(frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}));
     peer->reply(frame({0xBE, 0xAD, 0x00, 0x89, 0x12, 0x34}));
     ASSERT_EQ(device.SetParam(136, 0x12345678u), 1);
-    auto sent = peer->requests();
-    ASSERT_EQ(sent.size(), 2u);
-    EXPECT_EQ(sent[0], frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}));
-    EXPECT_EQ(sent[1], frame({0xBE, 0xAD, 0x00, 0x89, 0x12, 0x34}));
 
     // A low half of 0xFFFF is 65535, not -1.
     peer->reply(frame({0xBE, 0xAC, 0x00, 0x00, 0xFF, 0xFF}));
@@ -26,13 +25,10 @@ TEST_F(DeviceFrames, ThirtyTwoBitParametersTravelAsTwoRegistersLowHalfFirst) {
     unsigned int value = 0;
     ASSERT_EQ(device.GetParam(128, &value), 1);
     EXPECT_EQ(value, 0x2FFFFu);
-    sent = peer->requests();
-    EXPECT_EQ(sent[2], frame({0xBE, 0xAC, 0x00, 0x80}));
-    EXPECT_EQ(sent[3], frame({0xBE, 0xAC, 0x00, 0x81}));
-
-    peer->reply(frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0xAA}));
-    EXPECT_EQ(device.SaveData(), 1);
-    EXPECT_EQ(peer->requests()[4], frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0xAA}));
+    EXPECT_EQ(peer->requests(), (std::vector<Bytes>{frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}),
+                                                    frame({0xBE, 0xAD, 0x00, 0x89, 0x12, 0x34}),
+                                                    frame({0xBE, 0xAC, 0x00, 0x80}),
+                                                    frame({0xBE, 0xAC, 0x00, 0x81})}));
 }
 
 TEST_F(DeviceFrames, RegisterRepliesThatDoNotMatchAreInvalidData) {
