@@ -29,10 +29,8 @@ protected:
 };
 
 TEST_F(Exchange, RequestArrivesAsSentAndAReplySplitLikeAFullSpeedUsbPacketIsGathered) {
-    Bytes body(65, 0);
-    body[0] = 0xBE;
-    body[1] = 0xB0;
-    for (size_t i = 2; i < body.size(); ++i) body[i] = static_cast<uint8_t>(i * 7);
+    Bytes body = {0xBE, 0xB0};
+    for (int i = 2; i < 65; ++i) body.push_back(static_cast<uint8_t>(i * 7));
     Bytes reply = frame(body);
     peer->reply(reply, 64, 5);
     ASSERT_EQ(transmit(67), 1);
