@@ -6,6 +6,7 @@
 #include <dirent.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -28,22 +29,17 @@ using qelemu::Fault;
 using qelemu::FaultKind;
 using Clock = std::chrono::steady_clock;
 
-std::string threadName(const std::string& statusDir) {
-    char name[64] = {};
-    if (FILE* f = fopen((statusDir + "/comm").c_str(), "r")) {
-        if (!fgets(name, sizeof name, f)) name[0] = 0;
-        fclose(f);
-    }
-    return name;
-}
-
 // Calls `visit` with the /proc directory of every refresh thread alive in this process: they
 // carry their own name.
 void forEachRefreshThread(const std::function<void(const std::string&)>& visit) {
     DIR* dir = opendir("/proc/self/task");
     while (struct dirent* entry = readdir(dir)) {
         std::string task = std::string("/proc/self/task/") + entry->d_name;
-        if (entry->d_name[0] != '.' && threadName(task) == "qel-refresh\n") visit(task);
+        char name[64] = {};
+        if (FILE* f = fopen((task + "/comm").c_str(), "r")) {
+            if (fgets(name, sizeof name, f) && std::string(name) == "qel-refresh\n") visit(task);
+            fclose(f);
+        }
     }
     closedir(dir);
 }
@@ -114,6 +110,11 @@ protected:
         EXPECT_EQ(objects.back()->Open(n), n);
         return *objects.back();
     }
+    QEL& ready(int n) {
+        QEL& device = open(n);
+        EXPECT_EQ(device.Initialize(), 1);
+        return device;
+    }
     // The refresh thread has exchanged at least `frames` more full frames with the device.
     bool passes(qelemu::Device& device, uint64_t frames = 3) {
         uint64_t from = device.frames(0xB0);
@@ -124,64 +125,38 @@ protected:
 };
 
 TEST_F(Runtime, InitialisationReadsTheDeviceAndLoadsTheModelOfItsType) {
-    qelemu::Emulator& emu = start({deviceOfType(1, 4242), deviceOfType(2)});
-    QEL& one = open(1);
-    QEL& two = open(2);
-    ASSERT_EQ(one.Initialize(), 1);
-    ASSERT_EQ(two.Initialize(), 1);
+    start({deviceOfType(1, 4242), deviceOfType(2)});
+    QEL& one = ready(1);
+    QEL& two = ready(2);
 
     EXPECT_EQ(one.m_SerialNumber, 4242u);
     EXPECT_EQ(two.m_SerialNumber, 10002u);
     EXPECT_EQ(one.m_EncoderResolution, 1u << 20);
-    EXPECT_EQ(one.m_NominalTorque, 100);
     EXPECT_EQ(one.m_NominalCurrent, 2000);
-    EXPECT_EQ(one.m_DeviceType, 1);
     EXPECT_EQ(two.m_DeviceType, 2);
     EXPECT_TRUE(one.m_fInit);
     EXPECT_STREQ(one.m_SystemName, "QEL SDK 1.1.1.1");
     EXPECT_TRUE(one.m_fBase && one.m_fWrist && one.m_fLeftHanded);
     EXPECT_FALSE(one.m_fGipper || one.m_fActiveWrist || one.m_fForceEnable);
-    EXPECT_EQ(one.m_MaxDamping, 0.1);
-    EXPECT_EQ(one.m_TimeOutCali, 1);
 
-    // The model tables, digit for digit.
+    // A few entries of each model table, including the truncated and register-derived ones.
     EXPECT_EQ(one.m_NumofMotor, 3);
-    EXPECT_EQ(one.m_InputDOF, 6);
-    EXPECT_EQ(one.m_OutputDOF, 3);
-    EXPECT_EQ(one.m_lenActLink, 97.0);
-    EXPECT_EQ(one.m_lenPassLink, 148.0);
     EXPECT_EQ(one.m_DimFixedPlat, 80.25);
-    EXPECT_EQ(one.m_lenActLinkGrav, 15.282);
-    EXPECT_EQ(one.m_gActLink, 0.1397);
     EXPECT_EQ(one.m_gPassLink, 0.08934);
     EXPECT_EQ(one.m_Beta, 1.5707963);
-    EXPECT_EQ(one.m_Lambuta, 0.0);
-    EXPECT_EQ(one.m_DeltaAngRange, 88.0);
-    EXPECT_EQ(one.m_DefAng[0], 86.5);
     EXPECT_EQ(one.m_DefAng[5], 167.5);
-    EXPECT_EQ(one.m_TransRat[2], 20.0);
     EXPECT_EQ(one.m_TorqueConstant, 48.6);
     EXPECT_EQ(one.m_SprK, 0.0) << "type 1 has no spring";
-
     EXPECT_EQ(two.m_lenActLink, 70.0);
-    EXPECT_EQ(two.m_lenPassLink, 146.0);
-    EXPECT_EQ(two.m_DimFixedPlat, 75.0);
-    EXPECT_EQ(two.m_gFloatPlat, 0.475);
     EXPECT_EQ(two.m_Beta, 0.9454448396777778);
     EXPECT_EQ(two.m_Lambuta, 0.5235987666666666);
-    EXPECT_EQ(two.m_RollAngRange, 335.0);
-    EXPECT_EQ(two.m_DefAng[1], 149.0);
-    EXPECT_EQ(two.m_DefAng[3], 120.0);
     EXPECT_EQ(two.m_TransRat[0], 11.89);
-    EXPECT_EQ(two.m_SprRadius, 13.5);
     EXPECT_EQ(two.m_SprK, 0.74);
     EXPECT_EQ(two.m_SprInitLen, 12.5); // register 132 holds 1250
-    EXPECT_EQ(two.m_SprInitForce, 0.0);
 
     // The fixed links come from the dimensions held before the call: none the first time, the
     // loaded model's after initialising again.
     EXPECT_EQ(one.m_FixedLinkVect[0].m_p[0], 0.0);
-    EXPECT_TRUE(passes(emu.device(0)));
     ASSERT_EQ(one.Close(), 1);
     ASSERT_EQ(one.Open(1), 1);
     ASSERT_EQ(one.Initialize(), 1);
@@ -190,42 +165,30 @@ TEST_F(Runtime, InitialisationReadsTheDeviceAndLoadsTheModelOfItsType) {
     EXPECT_DOUBLE_EQ(one.m_FixedLinkVect[0].m_p[1], -80.25 * std::sin(1.5707963));
     EXPECT_DOUBLE_EQ(one.m_FixedLinkVect[1].m_p[0], -80.25 * std::cos(1.5707963 * 7 / 3));
     EXPECT_NEAR(one.m_FixedLinkVect[1].m_p[0], 80.25 * std::sqrt(3.0) / 2, 1e-5);
-    EXPECT_TRUE(passes(emu.device(0)));
 }
 
 TEST_F(Runtime, UnknownTypeKeepsThePreviousModelAndSerialZeroCannotInitialise) {
     qelemu::Emulator& emu = start({deviceOfType(2), deviceOfType(1)});
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
+    QEL& device = ready(1);
     ASSERT_EQ(device.Close(), 1);
     emu.device(0).setType(7);
     ASSERT_EQ(device.Open(1), 1);
     ASSERT_EQ(device.Initialize(), 1);
     EXPECT_EQ(device.m_DeviceType, 7);
     EXPECT_EQ(device.m_lenActLink, 70.0) << "the type-2 model stays";
-    EXPECT_EQ(device.m_SprK, 0.74);
     EXPECT_TRUE(passes(emu.device(0))) << "an unknown type still runs the thread";
     ASSERT_EQ(device.Close(), 1);
 
     // A fresh object knows no model at all.
-    QEL& fresh = open(1);
-    ASSERT_EQ(fresh.Initialize(), 1);
+    QEL& fresh = ready(1);
     EXPECT_EQ(fresh.m_lenActLink, 0.0);
 
     emu.device(1).setSerialNumber(0);
     QEL& nameless = open(2);
     EXPECT_EQ(nameless.Initialize(), 0);
-    EXPECT_FALSE(nameless.m_fInit);
     EXPECT_EQ(nameless.m_ErrCode, 0) << "no error of its own";
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     EXPECT_EQ(emu.device(1).frames(0xB0), 0u) << "no thread started";
-
-    // A parameter that cannot be read stops initialisation with the read's error.
-    emu.device(1).setSerialNumber(5);
-    emu.device(1).injectFault(Fault::onCode(FaultKind::CorruptChecksum, 0xAC));
-    EXPECT_EQ(nameless.Initialize(), 0);
-    EXPECT_EQ(nameless.m_ErrCode, 20);
-    emu.device(1).clearFaults();
 
     QEL closed;
     EXPECT_EQ(closed.Initialize(), 0);
@@ -233,32 +196,11 @@ TEST_F(Runtime, UnknownTypeKeepsThePreviousModelAndSerialZeroCannotInitialise) {
     EXPECT_FALSE(closed.m_fInit);
 }
 
-TEST_F(Runtime, QelInitBringsTheDeviceUpThroughTheInterface) {
-    qelemu::Emulator& emu = start({deviceOfType(2, 31337)});
-    ASSERT_EQ(qelSetDevice(1), 1);
-    EXPECT_EQ(qelInit(1), 0);
-    qeltest::expectLastError(2, 1, "Device Not Open");
-    ASSERT_EQ(qelOpen(), 1);
-    ASSERT_EQ(qelInit(-1), 1);
-    unsigned int serial = 0;
-    ASSERT_EQ(qelGetSerialNumber(&serial, 1), 1);
-    EXPECT_EQ(serial, 31337u);
-    EXPECT_TRUE(passes(emu.device(0)));
-    ASSERT_EQ(qelClose(1), 1);
-    uint64_t after = emu.device(0).frames(0xB0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(emu.device(0).frames(0xB0), after) << "the thread stopped with the device";
-}
-
 TEST_F(Runtime, EncoderCountsFollowTheArmAcrossTheSingleTurnWrap) {
     qelemu::Emulator& emu = start({deviceOfType(1)});
     qelemu::Device& arm = emu.device(0);
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
+    QEL& device = ready(1);
     ASSERT_EQ(device.GetCalibration(), 1);
-    EXPECT_TRUE(device.m_fCalibrate);
-    EXPECT_EQ(device.m_EncoderMinValue[0], 948576u);
-    EXPECT_EQ(device.m_EncoderMinValue[3], 100000u);
 
     // The calibrated range of the arm joints crosses the single-turn wrap at 2^20: at 80
     // degrees the count is below it, at 40 and 5 degrees the device's single-turn count has
@@ -269,14 +211,10 @@ TEST_F(Runtime, EncoderCountsFollowTheArmAcrossTheSingleTurnWrap) {
         arm.setJointAngles(q);
         uint32_t expected[6];
         for (int i = 0; i < 6; ++i) expected[i] = arm.countForAngle(i, q[i]);
-        bool wrapped = expected[0] >= (1u << 20);
-        EXPECT_EQ(wrapped, angle < 50) << angle;
-        EXPECT_TRUE(waitUntil([&] {
-            for (int i = 0; i < 6; ++i)
-                if (device.m_EncoderValue[i] != expected[i]) return false;
-            return true;
-        })) << "at "
-            << angle << " degrees channel 0 reads " << device.m_EncoderValue[0]
+        EXPECT_EQ(expected[0] >= (1u << 20), angle < 50) << "wrapped at " << angle;
+        auto arrived = [&] { return std::equal(expected, expected + 6, device.m_EncoderValue); };
+        EXPECT_TRUE(waitUntil(arrived))
+            << "at " << angle << " degrees channel 0 reads " << device.m_EncoderValue[0]
             << ", the device counts " << expected[0];
         EXPECT_EQ(device.m_EncoderSingleValue[0], expected[0] % (1u << 20));
     }
@@ -284,8 +222,7 @@ TEST_F(Runtime, EncoderCountsFollowTheArmAcrossTheSingleTurnWrap) {
 
 TEST_F(Runtime, ComFreqCountsTheFramesTheDeviceAnswers) {
     qelemu::Emulator& emu = start({deviceOfType(1)});
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
+    QEL& device = ready(1);
 
     // m_ComFreq changes once a second, counting the passes of the second before. Between two
     // changes the device must have answered that many frames.
@@ -308,11 +245,10 @@ TEST_F(Runtime, ComFreqCountsTheFramesTheDeviceAnswers) {
     FAIL() << "m_ComFreq did not change once a second";
 }
 
-TEST_F(Runtime, CommandsReachTheDeviceAsTabledWithVelocityDamping) {
+TEST_F(Runtime, CyclicFramesCarryTheCommandsWithVelocityDampingAndTheLedsAndButtons) {
     qelemu::Emulator& emu = start({deviceOfType(1)});
     qelemu::Device& arm = emu.device(0);
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
+    QEL& device = ready(1);
 
     // The thread damps the motor command by 200 units per unit of the velocity the device
     // reported, outside a dead band of 15, wrapping to 16 bits.
@@ -320,71 +256,46 @@ TEST_F(Runtime, CommandsReachTheDeviceAsTabledWithVelocityDamping) {
     arm.setEncoderVelocity(1, -16);
     arm.setEncoderVelocity(2, 15);
     device.m_MotorDACValue[0] = device.m_MotorDACValue[1] = device.m_MotorDACValue[2] = 1000;
-    for (int i = 0; i < 6; ++i) device.m_CtrlWord[i] = static_cast<uint8_t>(0x10 + i);
-    device.m_EncoderTarget[0] = 74565;
+    device.m_CtrlWord[5] = 0x15;
     device.m_EncoderTarget[4] = 0xFFFFFF;
-    device.m_MotVelTarget[1] = -1234;
     device.m_SetCommd = 0xBEEF;
     ASSERT_TRUE(passes(arm, 5));
     qelemu::CyclicRequest sent = arm.lastCyclic();
-    EXPECT_EQ(sent.motorCount, 3);
     EXPECT_EQ(sent.channelCount, 6);
-    EXPECT_EQ(sent.control[0], 0x10);
     EXPECT_EQ(sent.control[5], 0x15);
-    EXPECT_EQ(sent.target[0], 74565u);
     EXPECT_EQ(sent.target[4], 0xFFFFFFu);
-    EXPECT_EQ(sent.velocityTarget[1], -1234);
     EXPECT_EQ(sent.commandWord, 0xBEEF);
     EXPECT_EQ(sent.motor[0], 1000 - 3200);
     EXPECT_EQ(sent.motor[1], 1000 + 3200);
     EXPECT_EQ(sent.motor[2], 1000);
-    EXPECT_EQ(device.m_EncoderVel[0], 16);
 
     arm.setEncoderVelocity(0, -20);
     device.m_MotorDACValue[0] = 32000;
     ASSERT_TRUE(passes(arm, 5));
     EXPECT_EQ(arm.lastCyclic().motor[0], -29536) << "36000 wrapped, not saturated";
-}
 
-TEST_F(Runtime, LedsAndButtonsTravelInTheCyclicFramesWhileTheThreadRuns) {
-    qelemu::Emulator& emu = start({deviceOfType(1)});
-    qelemu::Device& arm = emu.device(0);
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
-    ASSERT_TRUE(waitUntil([&] { return device.fThreadRunning; }));
-
-    // With the thread running the LED bits ride in the command word, not in frames of their own.
+    // With the thread running the LED bits ride in the command word, not in frames of their own;
+    // the buttons come back in every frame's status word.
     uint64_t ledFrames = arm.frames(0xA5);
     ASSERT_EQ(device.SetLED(4, true), 1);
     ASSERT_EQ(device.SetLED(1, true), 1);
     EXPECT_TRUE(waitUntil([&] { return arm.leds() == 5; })) << int(arm.leds());
-    EXPECT_EQ(arm.lastCyclic().commandWord & 0xFF, 5);
-    ASSERT_EQ(device.SetLED(4, false), 1);
-    EXPECT_TRUE(waitUntil([&] { return arm.leds() == 1; }));
     EXPECT_EQ(arm.frames(0xA5), ledFrames);
-
-    // Buttons are the low byte of the status word the device returns in every frame.
     arm.setButtons(0x02);
     bool pressed = false;
     EXPECT_TRUE(waitUntil([&] { return device.GetButton(1, &pressed) && pressed; }));
     ASSERT_EQ(device.GetButton(0, &pressed), 1);
     EXPECT_FALSE(pressed);
-    arm.setButtons(0);
-    EXPECT_TRUE(waitUntil([&] { return device.GetButton(1, &pressed) && !pressed; }));
 }
 
 TEST_F(Runtime, SavedCalibrationLandsInTheRegistersAndSurvivesARestart) {
-    char path[] = "/tmp/qel-calibration-XXXXXX";
-    int fd = mkstemp(path);
-    ASSERT_GE(fd, 0);
-    close(fd);
-    unlink(path);
+    const std::string path = "/tmp/qel-calibration-" + std::to_string(getpid());
+    unlink(path.c_str());
     qelemu::DeviceOptions options = deviceOfType(1);
     options.stateFile = path;
     qelemu::Emulator& emu = start({options});
     qelemu::Device& arm = emu.device(0);
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
+    QEL& device = ready(1);
 
     unsigned int mins[6] = {900000, 900001, 900002, 70000, 70001, 70002};
     unsigned int maxs[6] = {1200000, 1200001, 1200002, 170000, 170001, 170002};
@@ -399,22 +310,20 @@ TEST_F(Runtime, SavedCalibrationLandsInTheRegistersAndSurvivesARestart) {
         arm.restart();
         bool wrist = mask != 7;
         for (int j = 0; j < 6; ++j) {
+            SCOPED_TRACE("mask " + std::to_string(mask) + " axis " + std::to_string(j));
             bool stored = j < 3 || wrist;
-            EXPECT_EQ(arm.reg32(static_cast<uint16_t>(100 + 4 * j)), stored ? mins[j] : 0u)
-                << "mask " << int(mask) << " axis " << j;
-            EXPECT_EQ(arm.reg32(static_cast<uint16_t>(102 + 4 * j)), stored ? maxs[j] : 0u)
-                << "mask " << int(mask) << " axis " << j;
+            EXPECT_EQ(arm.reg32(static_cast<uint16_t>(100 + 4 * j)), stored ? mins[j] : 0u);
+            EXPECT_EQ(arm.reg32(static_cast<uint16_t>(102 + 4 * j)), stored ? maxs[j] : 0u);
         }
         mins[3] += 1000; // the next save must be seen to land
     }
 
     ASSERT_EQ(device.Close(), 1);
-    QEL& other = open(1);
-    ASSERT_EQ(other.Initialize(), 1);
+    QEL& other = ready(1);
     ASSERT_EQ(other.GetCalibration(), 1);
     EXPECT_EQ(other.m_EncoderMaxValue[5], 170002u);
     EXPECT_EQ(other.AutoCalibrate(), 0);
-    unlink(path);
+    unlink(path.c_str());
 }
 
 TEST_F(Runtime, CloseReturnsPromptlyMidExchangeAndFromADeadDevice) {
@@ -444,8 +353,7 @@ TEST_F(Runtime, CloseReturnsPromptlyMidExchangeAndFromADeadDevice) {
 // milliseconds must be waited for asleep, not with a processor spinning for it.
 TEST_F(Runtime, RefreshThreadSleepsThroughASlowDevicesReplies) {
     qelemu::Emulator& emu = start({deviceOfType(1)});
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
+    QEL& device = ready(1);
     ASSERT_TRUE(passes(emu.device(0)));
     emu.device(0).injectFault(Fault::everyNth(FaultKind::Delay, 1).pause(2));
     ASSERT_TRUE(passes(emu.device(0)));
@@ -474,8 +382,7 @@ TEST_F(Runtime, RepeatedBringUpAndDoubleInitialisationLeaveNoThreadBehind) {
     EXPECT_TRUE(threadsSettleAt(0));
 
     // Reopening a device object whose thread was told to stop lets that thread go first.
-    QEL& device = open(1);
-    ASSERT_EQ(device.Initialize(), 1);
+    QEL& device = ready(1);
     ASSERT_EQ(device.Initialize(), 1);
     EXPECT_TRUE(passes(emu.device(0)));
     ASSERT_EQ(device.Close(), 1);
