@@ -14,21 +14,10 @@ const char* const kInvalidData = "Invalid Received Data!";
 
 // The call of each phase that meets the fault.
 const char* callOf(Phase phase) {
-    switch (phase) {
-    case Phase::Open:
-        return "qelOpen";
-    case Phase::Init:
-        return "qelInit";
-    case Phase::Registers:
-        return "qelSetParaShort";
-    case Phase::Calibration:
-        return "qelCalibrateDevice";
-    case Phase::Running:
-        return "qelGetPosition";
-    case Phase::Close:
-        return "qelClose";
-    }
-    return "";
+    static const char* const calls[kPhases] = {"qelOpen",         "qelInit",
+                                               "qelSetParaShort", "qelCalibrateDevice",
+                                               "qelGetPosition",  "qelClose"};
+    return calls[static_cast<int>(phase)];
 }
 
 Outcome succeeds(Phase phase, const char* note) { return {callOf(phase), 1, 0, "", false, note}; }
@@ -40,45 +29,17 @@ Outcome fails(Phase phase, unsigned code, const char* text, const char* note) {
 } // namespace
 
 const char* phaseName(Phase phase) {
-    switch (phase) {
-    case Phase::Open:
-        return "discovery and open";
-    case Phase::Init:
-        return "qelInit";
-    case Phase::Registers:
-        return "register write";
-    case Phase::Calibration:
-        return "calibration load";
-    case Phase::Running:
-        return "refresh loop, force on";
-    case Phase::Close:
-        return "qelClose";
-    }
-    return "";
+    static const char* const names[kPhases] = {"discovery and open",     "qelInit",
+                                               "register write",         "calibration load",
+                                               "refresh loop, force on", "qelClose"};
+    return names[static_cast<int>(phase)];
 }
 
 const char* faultName(FaultKind kind) {
-    switch (kind) {
-    case FaultKind::CorruptChecksum:
-        return "CorruptChecksum";
-    case FaultKind::WrongHeader:
-        return "WrongHeader";
-    case FaultKind::WrongCode:
-        return "WrongCode";
-    case FaultKind::ShortReply:
-        return "ShortReply";
-    case FaultKind::SplitReply:
-        return "SplitReply";
-    case FaultKind::NoReply:
-        return "NoReply";
-    case FaultKind::ZeroAck:
-        return "ZeroAck";
-    case FaultKind::Delay:
-        return "Delay";
-    case FaultKind::Unplug:
-        return "Unplug";
-    }
-    return "";
+    static const char* const names[qelemu::kFaultKinds] = {
+        "CorruptChecksum", "WrongHeader", "WrongCode", "ShortReply", "SplitReply",
+        "NoReply",         "ZeroAck",     "Delay",     "Unplug"};
+    return names[static_cast<int>(kind)];
 }
 
 Outcome expectedOutcome(Phase phase, FaultKind kind) {

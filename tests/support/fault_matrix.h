@@ -40,10 +40,6 @@ Outcome expectedOutcome(Phase phase, qelemu::FaultKind kind);
 // The whole matrix as a Markdown table, one row per cell.
 std::string matrixTable();
 
-// How each fault is injected for the matrix: a late reply comes this long after the request,
-// past the exchange's time-out.
-constexpr int kLateReplyMs = 700;
-
 } // namespace qeltest
 
 #endif
