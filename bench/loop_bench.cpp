@@ -29,6 +29,7 @@
 #include "QEL.h"
 #include "QEL_OPEN.h"
 #include "emulator.h"
+#include "wire.h"
 
 // ---- Counting allocator ----
 
@@ -40,6 +41,8 @@ void* __libc_memalign(size_t, size_t);
 }
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 std::atomic<bool> countingAllocations{false};
 std::atomic<long> foreignAllocations{0};
@@ -102,7 +105,7 @@ double bareRate(const std::string& devnode, double seconds) {
     cfmakeraw(&t);
     tcsetattr(fd, TCSANOW, &t);
     tcflush(fd, TCIOFLUSH);
-    uint8_t request[67] = {0xBE, 0xB0, 0x63};
+    uint8_t request[67] = {0xBE, cmd::Cyclic, 0x63};
     qelemu::appendCrc(request, 65);
     uint8_t reply[67];
     long exchanges = 0;
@@ -146,10 +149,10 @@ double bareRateOnOwnThread(const std::string& devnode, double seconds) {
 double loopRate(qelemu::Device& device, bool full, double seconds) {
     if (!bringUp(full)) return 0;
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    uint64_t before = device.frames(0xB0);
+    uint64_t before = device.frames(cmd::Cyclic);
     auto start = Clock::now();
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-    double rate = static_cast<double>(device.frames(0xB0) - before) / secondsSince(start);
+    double rate = static_cast<double>(device.frames(cmd::Cyclic) - before) / secondsSince(start);
     qelClose(1);
     return rate;
 }
@@ -291,11 +294,11 @@ int main(int argc, char** argv) {
     if (!bringUp(true)) return 1;
     std::this_thread::sleep_for(std::chrono::seconds(1));
     countingAllocations = true;
-    uint64_t framesBefore = device.frames(0xB0);
+    uint64_t framesBefore = device.frames(cmd::Cyclic);
     auto countStart = Clock::now();
     std::this_thread::sleep_for(std::chrono::seconds(2));
     double deviceRate =
-        static_cast<double>(device.frames(0xB0) - framesBefore) / secondsSince(countStart);
+        static_cast<double>(device.frames(cmd::Cyclic) - framesBefore) / secondsSince(countStart);
     countingAllocations = false;
     double published = qelGetComFreq(1);
     qelClose(1);

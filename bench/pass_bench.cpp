@@ -22,6 +22,7 @@
 
 #include "CRC.h"
 #include "QEL.h"
+#include "QEL_frame.h"
 #include "bench_device.h"
 
 namespace {
@@ -195,7 +196,7 @@ void BM_FrameBuild(benchmark::State& state) {
 void BM_FrameParse(benchmark::State& state) {
     FrameCodec d;
     setUpType1(d);
-    uint8_t reply[67] = {0xBE, 0xB0, 0x63};
+    uint8_t reply[67] = {0xBE, qelframe::cmd::Cyclic, 0x63};
     for (int i = 0; i < 6; ++i) {
         reply[3 + 10 * i + 1] = 0x10;
         reply[3 + 10 * i + 3] = static_cast<uint8_t>(0x10 + i);

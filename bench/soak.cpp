@@ -20,8 +20,11 @@
 #include "QEL.h"
 #include "QEL_OPEN.h"
 #include "emulator.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using Clock = std::chrono::steady_clock;
 
@@ -125,7 +128,7 @@ int main(int argc, char** argv) {
     std::atomic<bool> stop{false};
     AppStats stats;
     device.resetCyclicGap();
-    const uint64_t firstFrame = device.frames(0xB0);
+    const uint64_t firstFrame = device.frames(cmd::Cyclic);
     const auto start = Clock::now();
     std::thread app(application, std::ref(stop), std::ref(stats));
 
@@ -133,7 +136,7 @@ int main(int argc, char** argv) {
     uint64_t lastFrames = firstFrame;
     for (int tick = 1; tick * 10.0 <= seconds + 1e-9; ++tick) {
         std::this_thread::sleep_until(start + std::chrono::seconds(10 * tick));
-        uint64_t frames = device.frames(0xB0);
+        uint64_t frames = device.frames(cmd::Cyclic);
         double rate = (frames - lastFrames) / 10.0;
         lastFrames = frames;
         minRate = std::min(minRate, rate);
@@ -149,7 +152,7 @@ int main(int argc, char** argv) {
     stop = true;
     app.join();
     const double elapsed = secondsSince(start);
-    const uint64_t exchanges = device.frames(0xB0) - firstFrame;
+    const uint64_t exchanges = device.frames(cmd::Cyclic) - firstFrame;
     const double longestGapMs = device.longestCyclicGapNs() / 1e6;
     const long endKb = residentKb();
 

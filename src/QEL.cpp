@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "CRC.h"
+#include "QEL_frame.h"
 
 std::string QEL::m_DevComPort[10];
 int QEL::m_DeviceCount = 0;
@@ -71,7 +72,7 @@ int QEL::Open(int n) {
     }
     m_hDevice = -1;
     ResetPara();
-    ErrorCatch(16);
+    ErrorCatch(deverr::kOpenFailed);
     return 0;
 }
 
@@ -100,7 +101,7 @@ int QEL::Close() {
         // goes out regardless; the error stays pending until the reset below, so that the
         // refresh thread does not take up its exchanges again meanwhile.
         uint8_t accepted;
-        ExchangeByte(0xA7, 0, &accepted, true);
+        ExchangeByte(qelframe::cmd::EnableDrives, 0, &accepted, true);
         m_fDeviceEnable = false;
     } else {
         EnableDevice(false);
@@ -202,7 +203,7 @@ void QEL::ResetPara() {
 }
 
 bool QEL::ReportNotOpenOrNotInit() {
-    ErrorCatch(m_fOpen ? 2 : 1);
+    ErrorCatch(m_fOpen ? deverr::kNotInitialized : deverr::kNotOpen);
     return false;
 }
 

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "QEL_error_codes.h"
 #include "qelDefines.h"
 #include "qelVector.h"
 #include "uartconnector.h"

@@ -22,37 +22,52 @@ ErrInfo errInfoData = {0, 0, nullptr};
 Target prologue(char ID, unsigned checks, int expertNode) {
     int id = ID == -1 ? defaultID : ID;
     if (id < 1 || id > m_DeviceCount) {
-        qelErrorCatch(3, 1);
+        qelErrorCatch(apierr::kInvalidParameter, 1);
         return Target();
     }
     QEL* device = MyQEL[id - 1];
     if ((checks & kOpen) && !device) {
-        qelErrorCatch(2, static_cast<unsigned char>(id));
+        qelErrorCatch(apierr::kNotOpen, static_cast<unsigned char>(id));
         return Target();
     }
     if ((checks & kExpert) && !flagExpertMode) {
-        qelErrorCatch(4, static_cast<unsigned char>(expertNode ? expertNode : id));
+        qelErrorCatch(apierr::kExpertModeNotSet,
+                      static_cast<unsigned char>(expertNode ? expertNode : id));
         return Target();
     }
     return Target{device, id};
 }
 
 int deviceFailed(const Target& target) {
-    qelErrorCatch(5, static_cast<unsigned char>(target.id));
+    qelErrorCatch(apierr::kDeviceError, static_cast<unsigned char>(target.id));
     return 0;
 }
 
 // ---- Errors ----
 
+namespace {
+
+// The interface's texts, indexed by code. qelErrorCatch records the device's own text for
+// apierr::kDeviceError where it can; the generic text stands for it otherwise.
+const char* const kInterfaceErrors[] = {
+    /* apierr::kNone */ "No Error",
+    /* apierr::kNoDevice */ "No Device Connected to the System",
+    /* apierr::kNotOpen */ "Device Not Open",
+    /* apierr::kInvalidParameter */ "Invalid Input Parameter",
+    /* apierr::kExpertModeNotSet */ "Expert Mode Not Set",
+    /* apierr::kDeviceError */ "Device Error",
+};
+static_assert(sizeof kInterfaceErrors / sizeof *kInterfaceErrors == apierr::kDeviceError + 1,
+              "one text per interface code");
+
+} // namespace
+
 void qelErrorCatch(unsigned short errCode, unsigned char errNode) {
-    static const char* const texts[] = {"No Error", "No Device Connected to the System",
-                                        "Device Not Open", "Invalid Input Parameter",
-                                        "Expert Mode Not Set"};
     errInfoData.errCode = errCode;
     errInfoData.errNode = errNode;
-    if (errCode <= 4) {
-        errInfoData.errString = texts[errCode];
-    } else if (errCode == 5) {
+    if (errCode < apierr::kDeviceError) {
+        errInfoData.errString = kInterfaceErrors[errCode];
+    } else if (errCode == apierr::kDeviceError) {
         // The device's own record replaces the interface's. A node with no device object
         // behind it has no record to copy: keep code 5 with the interface's text.
         QEL* device = (errNode >= 1 && errNode <= QEL_MAX_DEVICES) ? MyQEL[errNode - 1] : nullptr;
@@ -60,7 +75,7 @@ void qelErrorCatch(unsigned short errCode, unsigned char errNode) {
             errInfoData.errCode = device->m_ErrCode;
             errInfoData.errString = device->m_ErrString;
         } else {
-            errInfoData.errString = "Device Error";
+            errInfoData.errString = kInterfaceErrors[apierr::kDeviceError];
         }
     }
 }
@@ -74,15 +89,9 @@ int qelErrorGetLast(unsigned int* errCode, unsigned int* errNode) {
 const char* qelErrorGetLastStr() { return errInfoData.errString; }
 
 const char* qelErrorGetStr(int error) {
-    static const char* const texts[] = {"No Error",
-                                        "No Device Connected to the System",
-                                        "Device Not Open",
-                                        "Invalid Input Parameter",
-                                        "Expert Mode Not Set",
-                                        "Device Error"};
     // An unknown code answers with the text of the previous call.
-    static const char* last = texts[0];
-    if (static_cast<unsigned int>(error) <= 5) last = texts[error];
+    static const char* last = kInterfaceErrors[apierr::kNone];
+    if (static_cast<unsigned int>(error) <= apierr::kDeviceError) last = kInterfaceErrors[error];
     return last;
 }
 
@@ -115,7 +124,7 @@ int qelSetDevice(char ID) {
         defaultID = ID;
         return 1;
     }
-    qelErrorCatch(3, 1);
+    qelErrorCatch(apierr::kInvalidParameter, 1);
     return 0;
 }
 
@@ -129,7 +138,7 @@ static bool openSlot(int id, bool firstPort) {
     QEL* device = new QEL();
     MyQEL[id - 1] = device;
     if (firstPort ? device->Open() : device->Open(id)) return true;
-    qelErrorCatch(5, static_cast<unsigned char>(id));
+    qelErrorCatch(apierr::kDeviceError, static_cast<unsigned char>(id));
     delete device;
     MyQEL[id - 1] = nullptr;
     return false;
@@ -138,7 +147,7 @@ static bool openSlot(int id, bool firstPort) {
 int qelOpen() {
     m_DeviceCount = qelGetDeviceCount();
     if (m_DeviceCount == 0) {
-        qelErrorCatch(1, 1);
+        qelErrorCatch(apierr::kNoDevice, 1);
         return 0;
     }
     if (!MyQEL[0] && !openSlot(1, true)) return 0;
@@ -148,11 +157,11 @@ int qelOpen() {
 int qelOpenID(char ID) {
     m_DeviceCount = qelGetDeviceCount();
     if (m_DeviceCount == 0) {
-        qelErrorCatch(1, 1);
+        qelErrorCatch(apierr::kNoDevice, 1);
         return 0;
     }
     if (ID < 1 || ID > m_DeviceCount) {
-        qelErrorCatch(3, 1);
+        qelErrorCatch(apierr::kInvalidParameter, 1);
         return 0;
     }
     if (MyQEL[ID - 1]) return ID;
@@ -162,7 +171,7 @@ int qelOpenID(char ID) {
 int qelOpenSerial(unsigned int serial) {
     m_DeviceCount = qelGetDeviceCount();
     if (m_DeviceCount == 0) {
-        qelErrorCatch(1, 1);
+        qelErrorCatch(apierr::kNoDevice, 1);
         return 0;
     }
     // Learn every device's serial number, closing each device after the look, then open all
@@ -184,7 +193,7 @@ int qelOpenSerial(unsigned int serial) {
         }
     }
     if (found) return r;
-    qelErrorCatch(3, 1);
+    qelErrorCatch(apierr::kInvalidParameter, 1);
     return 0;
 }
 
@@ -254,7 +263,7 @@ int qelResetWrist(char ID) { return prologue(ID) ? 1 : 0; }
 int qelWaitForReset(int, char ID) { return prologue(ID) ? 1 : 0; }
 
 void qelGetSDKVersion(int*, int*, int*, int*) {
-    if (!MyQEL[0]) qelErrorCatch(2, 0);
+    if (!MyQEL[0]) qelErrorCatch(apierr::kNotOpen, 0);
 }
 
 // ---- Expert mode ----

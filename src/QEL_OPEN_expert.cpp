@@ -77,7 +77,7 @@ int qelSetMotor(int index, short val, char ID) {
     Target target = expert(ID);
     if (!target) return 0;
     if (index < 0 || index >= kMotorIndices) {
-        qelErrorCatch(3, static_cast<unsigned char>(target.id));
+        qelErrorCatch(apierr::kInvalidParameter, static_cast<unsigned char>(target.id));
         return 0;
     }
     // The motor frame carries the three arm motors only: the addressed one gets val and the

@@ -103,7 +103,7 @@ int qelSetBrakes(int val, char ID) {
     if (!target) return 0;
     if (val == 1) return callDevice(target, [](QEL& d) { return d.SetBrakes(true); });
     if (val != 0) {
-        qelErrorCatch(3, static_cast<unsigned char>(target.id));
+        qelErrorCatch(apierr::kInvalidParameter, static_cast<unsigned char>(target.id));
         return 0;
     }
     if (target.device->SetBrakes(false)) return 1;

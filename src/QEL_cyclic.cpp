@@ -10,8 +10,6 @@ using namespace qelframe;
 
 namespace {
 
-const uint8_t kFullFrame = 0xB0;
-const uint8_t kShortFrame = 0xAF;
 const unsigned int kFullFrameLength = 67;
 const unsigned int kShortRequestLength = 12;
 const unsigned int kShortReplyLength = 42;
@@ -61,7 +59,7 @@ unsigned int QEL::BuildFullRequest(uint8_t* request, unsigned char motorCount,
     unsigned int n = channelCount < kMaxChannels ? channelCount : kMaxChannels;
     // Bytes past the checksum of a frame with fewer channels go out as zeros.
     std::memset(request, 0, kFullFrameLength);
-    begin(request, kFullFrame);
+    begin(request, cmd::Cyclic);
     request[2] = static_cast<uint8_t>((motorCount & 0x0F) | n << 4);
     for (unsigned int i = 0; i < n; ++i) {
         uint8_t* block = request + 3 + 10 * i;
@@ -107,8 +105,8 @@ int QEL::MultiaxialControl(unsigned char motorCount, unsigned char channelCount,
     unsigned int n = BuildFullRequest(request, motorCount, channelCount, ctrlWord, encTarget,
                                       velTarget, motorCmd, *commandWord);
     if (!USB_DataTransmit(request, kFullFrameLength, reply, kFullFrameLength)) return 0;
-    if (!echoes(reply, kFullFrame)) {
-        ErrorCatch(257);
+    if (!echoes(reply, cmd::Cyclic)) {
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     ParseFullReply(reply, n, respMotorCount, respChannelCount, statWord, encValue, encVel,
@@ -121,14 +119,14 @@ int QEL::SetMotAndGetMotAndGetEnc(short* motorCmd, unsigned short* commandWord,
                                   unsigned short* status) {
     if (!CheckReady()) return 0;
     uint8_t request[kShortRequestLength], reply[kShortReplyLength];
-    begin(request, kShortFrame);
+    begin(request, cmd::ShortCyclic);
     for (int i = 0; i < 3; ++i) putBE16(request + 2 + 2 * i, static_cast<uint16_t>(motorCmd[i]));
     putBE16(request + 8, *commandWord);
     seal(request, 10);
 
     if (!USB_DataTransmit(request, kShortRequestLength, reply, kShortReplyLength)) return 0;
-    if (!echoes(reply, kShortFrame)) {
-        ErrorCatch(257);
+    if (!echoes(reply, cmd::ShortCyclic)) {
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
 

@@ -41,7 +41,7 @@ int QEL::GetFrcEnabled(bool) { return CheckReady() ? 1 : 0; }
 int QEL::EnableDevice(bool on) {
     if (!CheckReady()) return 0;
     uint8_t accepted;
-    if (!ExchangeByte(0xA7, on ? 1 : 0, &accepted, true)) return 0;
+    if (!ExchangeByte(cmd::EnableDrives, on ? 1 : 0, &accepted, true)) return 0;
     // The LED only mirrors the drives; failing to light it does not undo the enable.
     SetLED(kDrivesLed, on);
     m_fDeviceEnable = on;
@@ -57,7 +57,7 @@ int QEL::SetOpFrc(double* force) {
 int QEL::GetOpFrc(double* force) {
     if (!CheckReady()) return 0;
     if (!force) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     for (int i = 0; i < 3; ++i) force[i] = m_Force[i];
@@ -75,7 +75,7 @@ int QEL::SetNullFrc() {
 int QEL::SetMot(short* mot) {
     if (!CheckReady()) return 0;
     uint8_t request[10], reply[4];
-    begin(request, 0xA1);
+    begin(request, cmd::SetMotors);
     for (int i = 0; i < 3; ++i) putBE16(request + 2 + 2 * i, static_cast<uint16_t>(mot[i]));
     seal(request, 8);
     return USB_DataTransmit(request, sizeof request, reply, sizeof reply);
@@ -84,7 +84,7 @@ int QEL::SetMot(short* mot) {
 int QEL::SetMot(int index, short value) {
     if (!CheckReady()) return 0;
     if (index < 0 || index > 2) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     m_MotorDACValue[index] = value;
@@ -94,11 +94,11 @@ int QEL::SetMot(int index, short value) {
 int QEL::GetMot(short* mot) {
     if (!CheckReady()) return 0;
     uint8_t request[4], reply[10];
-    begin(request, 0xA6);
+    begin(request, cmd::GetMotors);
     seal(request, 2);
     if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!echoes(reply, 0xA6)) {
-        ErrorCatch(257);
+    if (!echoes(reply, cmd::GetMotors)) {
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     for (int i = 0; i < 3; ++i) mot[i] = static_cast<short>(getBE16(reply + 2 + 2 * i));
@@ -109,11 +109,11 @@ int QEL::GetMot(short* mot) {
 int QEL::SetMotorVel(unsigned short* vel) {
     if (!CheckReady()) return 0;
     uint8_t request[6], reply[5];
-    begin(request, 0xAA);
+    begin(request, cmd::SetMotorVelocity);
     putBE16(request + 2, vel[0]);
     seal(request, 4);
     if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    return acknowledges(reply, 0xAA) ? 1 : 0;
+    return acknowledges(reply, cmd::SetMotorVelocity) ? 1 : 0;
 }
 
 // No device has a motion command; the call exists for the interface's sake.

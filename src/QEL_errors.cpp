@@ -12,18 +12,18 @@ struct CodeText {
 
 // Sorted by code for the binary searches below.
 const CodeText kDeviceErrors[] = {
-    {0, "No Error"},
-    {1, "Device Not Open"},
-    {2, "Device Not Initialized"},
-    {3, "Unmatched Operation Mode"},
-    {4, "Mode Set Error"},
-    {5, "Thread Create Failed"},
-    {16, "Device Open Failed"},
-    {18, "Data Send Failed"},
-    {19, "Data Recieve Failed"},
-    {20, "CRC Not Passed"},
-    {257, "Invalid Received Data!"},
-    {258, "Invalid Input Parameter!"},
+    {deverr::kNone, "No Error"},
+    {deverr::kNotOpen, "Device Not Open"},
+    {deverr::kNotInitialized, "Device Not Initialized"},
+    {deverr::kUnmatchedMode, "Unmatched Operation Mode"},
+    {deverr::kModeSet, "Mode Set Error"},
+    {deverr::kThreadCreate, "Thread Create Failed"},
+    {deverr::kOpenFailed, "Device Open Failed"},
+    {deverr::kSendFailed, "Data Send Failed"},
+    {deverr::kReceiveFailed, "Data Recieve Failed"},
+    {deverr::kChecksum, "CRC Not Passed"},
+    {deverr::kInvalidData, "Invalid Received Data!"},
+    {deverr::kInvalidParameter, "Invalid Input Parameter!"},
 };
 
 // Fault codes of the motor controller, laid out like the CANopen emergency codes: the high

@@ -81,7 +81,7 @@ int QEL::MotToJointTrq(unsigned short* mot, double* ratio, double* torque, unsig
         index = 2;
         break;
     default:
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     int nominal = m_NominalTorque;
@@ -93,7 +93,7 @@ int QEL::MotToJointTrq(unsigned short* mot, double* ratio, double* torque, unsig
 int QEL::SetJointTrq(double* torque, double*, unsigned char index) {
     if (!CheckReady()) return 0;
     if (index > 2) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     m_JointTorque[index] = torque[index];
@@ -111,7 +111,7 @@ int QEL::GetJointTorq(double* torque) {
 int QEL::CalcuTorqFromOutputForce(const qelVector3D<double>& force, double* pos, double* torque) {
     if (!CheckReady()) return 0;
     if (!torque) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     if (!CalcuForceTransMatrix(pos, m_ForceTransMatrix) || !CalcuLinkForce(force, m_LinkForce) ||

@@ -31,7 +31,7 @@ int QEL::ReadArmAngles(double* angles, const void* out) {
     double velocities[6] = {};
     if (!GetJointAng(angles, 7, velocities)) return 0;
     if (!out) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     return 1;
@@ -41,11 +41,11 @@ int QEL::ReadArmAngles(double* angles, const void* out) {
 // an open port.
 int QEL::CalcuFixedLinkVect(qelVector3D<double>* out) {
     if (!m_fOpen) {
-        ErrorCatch(1);
+        ErrorCatch(deverr::kNotOpen);
         return 0;
     }
     if (!out) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     for (int i = 0; i < 3; ++i)
@@ -103,7 +103,7 @@ int QEL::CalcuForceTransMatrix(double* pos, double (*out)[3]) {
     for (int k = 0; k < 3; ++k)
         if (!GetJointAng(theta + k, static_cast<unsigned char>(k + 1), velocities + k)) return 0;
     if (!out) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     // Column i: the unit vector from the platform point towards elbow i.
@@ -121,7 +121,7 @@ int QEL::CalcuForceTransMatrix(double* pos, double (*out)[3]) {
 int QEL::CalcuLinkForce(const qelVector3D<double>& force, double* out) {
     if (!CheckReady()) return 0;
     if (!out) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     double inverse[3][3];
@@ -139,7 +139,7 @@ int QEL::CalcuPassLinkForceVect(const qelVector3D<double>* passLink, const doubl
                                 qelVector3D<double>* out) {
     if (!CheckReady()) return 0;
     if (!out) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     for (int i = 0; i < 3; ++i) out[i] = normalize(passLink[i]) * linkForce[i];

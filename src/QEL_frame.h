@@ -12,6 +12,26 @@ namespace qelframe {
 
 const uint8_t kHeader = 0xBE;
 
+// The command codes, each frame's second byte; 0xA4 and 0xAE are not used. Every request the
+// library sends names its code here.
+namespace cmd {
+const uint8_t ReadEncoders = 0xA0;
+const uint8_t SetMotors = 0xA1;
+const uint8_t SetMode = 0xA2;
+const uint8_t GetMode = 0xA3;
+const uint8_t SetLed = 0xA5;
+const uint8_t GetMotors = 0xA6;
+const uint8_t EnableDrives = 0xA7;
+const uint8_t SetBrakes = 0xA8;
+const uint8_t GetBrakes = 0xA9;
+const uint8_t SetMotorVelocity = 0xAA;
+const uint8_t Preset = 0xAB;
+const uint8_t ReadRegister = 0xAC;
+const uint8_t WriteRegister = 0xAD;
+const uint8_t ShortCyclic = 0xAF;
+const uint8_t Cyclic = 0xB0;
+} // namespace cmd
+
 inline void putBE16(uint8_t* at, uint16_t value) {
     at[0] = static_cast<uint8_t>(value >> 8);
     at[1] = static_cast<uint8_t>(value & 0xFF);

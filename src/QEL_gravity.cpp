@@ -36,7 +36,7 @@ int QEL::CalcuActLinkGravPointVect(qelVector3D<double>* out) {
 int QEL::CalcuGravCompTorq(double*, double (*jacT)[3], double* torque) {
     if (!CheckReady()) return 0;
     if (!torque) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     // The geometry of this pass; a failure leaves the previous vectors, and the angle read
@@ -101,7 +101,7 @@ int QEL::GetGravityCompensation() { return 0; }
 int QEL::SetStandardGravity(double g) {
     if (!CheckReady()) return 0;
     if (!(g >= 0)) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     m_GravityConstant = g;

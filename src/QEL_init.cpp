@@ -44,7 +44,7 @@ const double kWristDefaultAngles[3] = {120.0, 45.0, 167.5};
 int QEL::Initialize() {
     if (!m_fOpen) {
         m_fInit = false;
-        ErrorCatch(1);
+        ErrorCatch(deverr::kNotOpen);
         return 0;
     }
 
@@ -112,6 +112,6 @@ int QEL::Initialize() {
 
     m_fInit = true;
     if (StartRefreshThread() && m_pFrameThread != 0) return 1;
-    ErrorCatch(5);
+    ErrorCatch(deverr::kThreadCreate);
     return 0;
 }

@@ -1,5 +1,6 @@
 // Buttons, LEDs and brakes.
 #include "QEL.h"
+#include "QEL_frame.h"
 
 int QEL::SetLED(unsigned char mask, bool on) {
     if (!CheckReady()) return 0;
@@ -18,9 +19,9 @@ int QEL::SetLED(unsigned char mask, bool on) {
     }
     // Only a status of exactly 1 accepts the LEDs.
     uint8_t status;
-    if (!ExchangeByte(0xA5, m_LEDState, &status, false)) return 0;
+    if (!ExchangeByte(qelframe::cmd::SetLed, m_LEDState, &status, false)) return 0;
     if (status != 1) {
-        ErrorCatch(257);
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     return 1;
@@ -41,13 +42,13 @@ int QEL::GetButton(int index, bool* pressed) {
 int QEL::SetBrakes(bool on) {
     if (!CheckReady()) return 0;
     uint8_t accepted;
-    return ExchangeByte(0xA8, on ? 1 : 0, &accepted, true);
+    return ExchangeByte(qelframe::cmd::SetBrakes, on ? 1 : 0, &accepted, true);
 }
 
 int QEL::GetBrakes(bool* engaged) {
     if (!CheckReady()) return 0;
     uint8_t state;
-    if (!ExchangeByte(0xA9, -1, &state, false)) return 0;
+    if (!ExchangeByte(qelframe::cmd::GetBrakes, -1, &state, false)) return 0;
     *engaged = state != 0;
     return 1;
 }

@@ -7,16 +7,9 @@
 using namespace qelframe;
 using qelkin::kPi;
 
-namespace {
-
-const uint8_t kReadEncoders = 0xA0;
-const uint8_t kPreset = 0xAB;
-
-} // namespace
-
 bool qelkin::maskFitsDevice(QEL& device, unsigned char mask) {
     if ((!device.m_fWrist && mask > 0x07) || (!device.m_fGipper && mask > 0x3F)) {
-        device.ErrorCatch(258);
+        device.ErrorCatch(deverr::kInvalidParameter);
         return false;
     }
     return true;
@@ -45,11 +38,11 @@ int QEL::GetEnc(unsigned int* enc, unsigned char mask, double* vel, bool withVel
 int QEL::GetEnc(unsigned int* enc, unsigned short* status, double* vel, bool withVel) {
     if (!CheckReady()) return 0;
     uint8_t request[4], reply[36];
-    begin(request, kReadEncoders);
+    begin(request, cmd::ReadEncoders);
     seal(request, 2);
     if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!echoes(reply, kReadEncoders)) {
-        ErrorCatch(257);
+    if (!echoes(reply, cmd::ReadEncoders)) {
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     for (int i = 0; i < N2; ++i) {
@@ -90,15 +83,15 @@ int QEL::Preset(unsigned char, unsigned int) {
 int QEL::Preset(unsigned int* enc) {
     if (!CheckReady()) return 0;
     uint8_t request[19], reply[5];
-    begin(request, kPreset);
+    begin(request, cmd::Preset);
     for (int i = 0; i < 3; ++i) {
         putLE24(request + 2 + 5 * i, (enc[i] & 0xFFFF) * 2);
         putLE16(request + 5 + 5 * i, static_cast<uint16_t>(enc[i] >> 16));
     }
     seal(request, 17);
     if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!acknowledges(reply, kPreset)) {
-        ErrorCatch(257);
+    if (!acknowledges(reply, cmd::Preset)) {
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     return 1;
@@ -143,7 +136,7 @@ int QEL::JointAngToEnc(double* ang, unsigned int* enc, unsigned char mask) {
         k = 5;
         break;
     default:
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     double rotation = m_DefAng[k] - 180.0 * ang[0] / kPi;

@@ -31,7 +31,7 @@ const int kMaxSteps = 100;
 int QEL::CalcuTempVar(double* p, double* q, double* F, double (*J)[3]) {
     if (!CheckReady()) return 0;
     if (!p) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     const double p0 = p[0], p1 = p[1], p2 = p[2]; // F may be p itself
@@ -68,7 +68,7 @@ int QEL::NewtonIteration(double* x, double* F, double (*Jinv)[3], double* xnew) 
 int QEL::CalcuPosition(double* q, double* p) {
     if (!CheckReady()) return 0;
     if (!m_fCalibrate) {
-        ErrorCatch(2);
+        ErrorCatch(deverr::kNotInitialized);
         return 0;
     }
     double F[3], J[3][3], Jinv[3][3];

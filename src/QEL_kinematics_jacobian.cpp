@@ -46,7 +46,7 @@ int QEL::JointAngToJacobianTrans(double* q, double (*J)[3]) {
 int QEL::JointAngToJacobianRot(double*, double (*J)[3]) {
     if (!CheckReady()) return 0;
     if (!J) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     return 1;

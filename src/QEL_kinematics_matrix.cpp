@@ -5,7 +5,7 @@
 int QEL::CalcuInvMatrix(double (*in)[3], double (*out)[3]) {
     if (!CheckReady()) return 0;
     if (!out) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     qelkin::invert3x3(in, out);

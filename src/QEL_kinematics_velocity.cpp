@@ -29,7 +29,7 @@ int QEL::ConfigEncVel(double, int) {
 int QEL::GetEncVel(double* vel) {
     if (!CheckReady()) return 0;
     if (!vel) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     for (int i = 0; i < N2; ++i) vel[i] = static_cast<double>(m_EncoderVel[i]);
@@ -41,7 +41,7 @@ int QEL::GetEncVel(double* vel) {
 int QEL::GetJointVel(double* vel) {
     if (!CheckReady()) return 0;
     if (!vel) {
-        ErrorCatch(258);
+        ErrorCatch(deverr::kInvalidParameter);
         return 0;
     }
     const double res = static_cast<double>(m_EncoderResolution);

@@ -6,14 +6,14 @@ using namespace qelframe;
 
 int QEL::WriteRegister(unsigned short reg, short value) {
     uint8_t request[8], reply[8];
-    begin(request, 0xAD);
+    begin(request, cmd::WriteRegister);
     putBE16(request + 2, reg);
     putBE16(request + 4, static_cast<uint16_t>(value));
     seal(request, 6);
     if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
     // The device echoes the value it stored; anything else means the write did not land.
-    if (!echoes(reply, 0xAD) || getBE16(reply + 4) != static_cast<uint16_t>(value)) {
-        ErrorCatch(257);
+    if (!echoes(reply, cmd::WriteRegister) || getBE16(reply + 4) != static_cast<uint16_t>(value)) {
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     return 1;
@@ -21,12 +21,12 @@ int QEL::WriteRegister(unsigned short reg, short value) {
 
 int QEL::ReadRegister(unsigned short reg, short* value) {
     uint8_t request[6], reply[8];
-    begin(request, 0xAC);
+    begin(request, cmd::ReadRegister);
     putBE16(request + 2, reg);
     seal(request, 4);
     if (!USB_DataTransmit(request, sizeof request, reply, sizeof reply)) return 0;
-    if (!echoes(reply, 0xAC)) {
-        ErrorCatch(257);
+    if (!echoes(reply, cmd::ReadRegister)) {
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     *value = static_cast<short>(getBE16(reply + 4));
@@ -61,7 +61,7 @@ int QEL::SetMode(unsigned char mode) {
     if (!CheckReady()) return 0;
     // A refused mode is reported as invalid data, not as a mode error.
     uint8_t accepted;
-    if (!ExchangeByte(0xA2, mode, &accepted, true)) return 0;
+    if (!ExchangeByte(cmd::SetMode, mode, &accepted, true)) return 0;
     m_OperationMode = mode;
     return 1;
 }
@@ -69,8 +69,8 @@ int QEL::SetMode(unsigned char mode) {
 // Works before initialisation and while an error is pending.
 int QEL::GetMode(unsigned char* mode) {
     if (!m_fOpen) {
-        ErrorCatch(1);
+        ErrorCatch(deverr::kNotOpen);
         return 0;
     }
-    return ExchangeByte(0xA3, -1, mode, true);
+    return ExchangeByte(cmd::GetMode, -1, mode, true);
 }

@@ -75,18 +75,18 @@ int QEL::USB_DataTransmit(unsigned char* request, unsigned int requestLength,
     if (myDevice.UART_Send(request, static_cast<int>(requestLength)) !=
         static_cast<int>(requestLength)) {
         pthread_mutex_unlock(&hMutex);
-        ErrorCatch(18);
+        ErrorCatch(deverr::kSendFailed);
         return 0;
     }
     if (myDevice.UART_Recv(response, static_cast<int>(responseLength)) !=
         static_cast<int>(responseLength)) {
         pthread_mutex_unlock(&hMutex);
-        ErrorCatch(19);
+        ErrorCatch(deverr::kReceiveFailed);
         return 0;
     }
     pthread_mutex_unlock(&hMutex);
     if (crcCompute(response, responseLength) != 0) {
-        ErrorCatch(20);
+        ErrorCatch(deverr::kChecksum);
         return 0;
     }
     return 1;
@@ -100,7 +100,7 @@ int QEL::ExchangeByte(uint8_t code, int value, uint8_t* answer, bool requireNonZ
     qelframe::seal(request, body);
     if (!USB_DataTransmit(request, body + 2, reply, sizeof reply)) return 0;
     if (requireNonZero ? !qelframe::acknowledges(reply, code) : !qelframe::echoes(reply, code)) {
-        ErrorCatch(257);
+        ErrorCatch(deverr::kInvalidData);
         return 0;
     }
     *answer = reply[2];

@@ -2,8 +2,11 @@
 
 #include "CRC.h"
 #include "frames.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 TEST(Crc, CheckValueAndEmptyInput) {
     crcInit();
@@ -13,7 +16,7 @@ TEST(Crc, CheckValueAndEmptyInput) {
 }
 
 TEST(Crc, IntactFrameChecksToZeroAndSwappedChecksumDoesNot) {
-    qeltest::Bytes f = qeltest::frame({0xBE, 0xA3});
+    qeltest::Bytes f = qeltest::frame({0xBE, cmd::GetMode});
     ASSERT_EQ(f.size(), 4u);
     EXPECT_EQ(crcCompute(f.data(), 4), 0);
     std::swap(f[2], f[3]);

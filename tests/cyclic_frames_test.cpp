@@ -8,8 +8,11 @@
 #include <vector>
 
 #include "ready_device.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::Bytes;
 using qeltest::frame;
@@ -24,7 +27,7 @@ struct Channel {
 
 // A full-frame reply: `channelByte` is byte 2 as the device sends it.
 Bytes fullReply(uint8_t channelByte, const std::vector<Channel>& channels, uint16_t status) {
-    Bytes body = {0xBE, 0xB0, channelByte};
+    Bytes body = {0xBE, cmd::Cyclic, channelByte};
     for (size_t i = 0; i < 6; ++i) {
         Channel c = i < channels.size() ? channels[i] : Channel{};
         uint16_t v = static_cast<uint16_t>(c.velocity), a = static_cast<uint16_t>(c.current);
@@ -63,15 +66,20 @@ protected:
 TEST_F(CyclicFrames, FullRequestCarriesEveryFieldAsTabled) {
     peer->reply(fullReply(0x63, {}, 0));
     ASSERT_EQ(exchange(), 1);
-    const Bytes expected = {
-        0xBE, 0xB0, 0x63,                                           // header, 3 motors, 6 channels
-        0x01, 0x8A, 0x46, 0x00, 0x01, 0x00, 0xFF, 0xFE, 0x8C, 0xA0, // 74,565: 9,029 doubled, 1
-        0x02, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x02, 0x0C, 0x80, //
-        0x03, 0xFE, 0xFF, 0x01, 0xFF, 0x00, 0x00, 0x00, 0x00, 0x00, // low half 0xFFFF doubled
-        0x04, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, //
-        0x05, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, //
-        0x06, 0xF0, 0xAC, 0x00, 0x34, 0x12, 0x00, 0x00, 0x00, 0x00, //
-        0xA1, 0xB2};                                                // command word, big-endian
+    const Bytes expected = {0xBE, cmd::Cyclic, 0x63, // header, 3 motors, 6 channels
+                            0x01, 0x8A,        0x46, 0x00, 0x01,
+                            0x00, 0xFF,        0xFE, 0x8C, 0xA0, // 74,565: 9,029 doubled, 1
+                            0x02, 0x00,        0x00, 0x00, 0x00,
+                            0x00, 0x01,        0x02, 0x0C, 0x80, //
+                            0x03, 0xFE,        0xFF, 0x01, 0xFF,
+                            0x00, 0x00,        0x00, 0x00, 0x00, // low half 0xFFFF doubled
+                            0x04, 0x00,        0x00, 0x00, 0x00,
+                            0x00, 0x00,        0x00, 0x00, 0x00, //
+                            0x05, 0x00,        0x00, 0x00, 0x00,
+                            0x00, 0x00,        0x00, 0x00, 0x00, //
+                            0x06, 0xF0,        0xAC, 0x00, 0x34,
+                            0x12, 0x00,        0x00, 0x00, 0x00, //
+                            0xA1, 0xB2};                         // command word, big-endian
     EXPECT_EQ(peer->requests().at(0), frame(expected));
 
     // With fewer channels the command word and checksum follow the last one, and the rest of the
@@ -162,7 +170,7 @@ TEST_F(CyclicFrames, ShortFrameCarriesMotorsAndEstimatesVelocityOnceCalibrated) 
     // well inside the 16-bit rate (frames microseconds apart would wrap it, as the device's
     // rates do).
     auto pass = [&](const uint32_t count[6], uint16_t status) {
-        Bytes body = {0xBE, 0xAF};
+        Bytes body = {0xBE, cmd::ShortCyclic};
         for (int i = 0; i < 6; ++i) {
             uint32_t raw = count[i] * 2;
             body.insert(body.end(), {uint8_t(raw), uint8_t(raw >> 8), uint8_t(raw >> 16), 0, 0});
@@ -178,7 +186,7 @@ TEST_F(CyclicFrames, ShortFrameCarriesMotorsAndEstimatesVelocityOnceCalibrated) 
     const uint32_t first[6] = {100, 200, 300, 400, 500, 600};
     ASSERT_EQ(pass(first, 0x0A0B), 1);
     EXPECT_EQ(peer->requests().at(0),
-              frame({0xBE, 0xAF, 0xFF, 0xFE, 0x01, 0x02, 0x00, 0x07, 0x03, 0x04}));
+              frame({0xBE, cmd::ShortCyclic, 0xFF, 0xFE, 0x01, 0x02, 0x00, 0x07, 0x03, 0x04}));
     EXPECT_EQ(counts[5], 600u);
     EXPECT_EQ(std::vector<short>(motorValue, motorValue + 3), (std::vector<short>{0x0102, -2, 3}));
     EXPECT_EQ(deviceStatus, 0x0A0B);
@@ -218,16 +226,18 @@ TEST_F(CyclicFrames, CalibrationIsWrittenAxisByAxisAndSetEvenWhenTheCommitFails)
     for (int w = 0; w < 24; ++w) {
         uint32_t limit = w < 12 ? (w % 4 < 2 ? mins[w / 4] : maxs[w / 4]) : 0;
         uint16_t v = static_cast<uint16_t>(w % 2 ? limit >> 16 : limit);
-        writes.push_back(frame({0xBE, 0xAD, 0x00, static_cast<uint8_t>(100 + w),
+        writes.push_back(frame({0xBE, cmd::WriteRegister, 0x00, static_cast<uint8_t>(100 + w),
                                 static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v)}));
     }
     for (const Bytes& w : writes) peer->reply(w);
-    peer->reply(frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0x00})); // the commit echoes another value
+    peer->reply(frame(
+        {0xBE, cmd::WriteRegister, 0x00, 0xC7, 0x00, 0x00})); // the commit echoes another value
     EXPECT_EQ(device.SaveCalibration(mins, maxs, 7), 0);
-    writes.push_back(frame({0xBE, 0xAD, 0x00, 0xC7, 0x00, 0xAA}));
+    writes.push_back(frame({0xBE, cmd::WriteRegister, 0x00, 0xC7, 0x00, 0xAA}));
     std::vector<Bytes> sent = peer->requests();
     EXPECT_EQ(sent, writes);
-    EXPECT_EQ(sent.at(1), frame({0xBE, 0xAD, 0x00, 0x65, 0x00, 0x01})) << "the high half";
+    EXPECT_EQ(sent.at(1), frame({0xBE, cmd::WriteRegister, 0x00, 0x65, 0x00, 0x01}))
+        << "the high half";
     EXPECT_TRUE(device.m_fCalibrate);
     EXPECT_EQ(device.m_EncoderMinValue[0], 0x00010002u);
     EXPECT_EQ(device.m_EncoderMaxValue[2], 14u);

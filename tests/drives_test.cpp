@@ -6,8 +6,11 @@
 #include <vector>
 
 #include "ready_device.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::Bytes;
 using qeltest::frame;
@@ -16,46 +19,47 @@ using DriveFrames = qeltest::ReadyScriptedDeviceTest;
 using Drives = qeltest::ReadyEmulatedDeviceTest;
 
 TEST_F(DriveFrames, EnablingTheDrivesLightsTheirLedOnlyWhenAccepted) {
-    peer->reply(frame({0xBE, 0xA7, 0x01}));
-    peer->reply(frame({0xBE, 0xA5, 0x01}));
+    peer->reply(frame({0xBE, cmd::EnableDrives, 0x01}));
+    peer->reply(frame({0xBE, cmd::SetLed, 0x01}));
     ASSERT_EQ(device.EnableDevice(true), 1);
     EXPECT_TRUE(device.m_fDeviceEnable);
     EXPECT_EQ(device.m_LEDState, 2);
 
     // A refusal leaves the flag and the LED as they were.
-    peer->reply(frame({0xBE, 0xA7, 0x00}));
+    peer->reply(frame({0xBE, cmd::EnableDrives, 0x00}));
     EXPECT_EQ(device.EnableDevice(false), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
     EXPECT_TRUE(device.m_fDeviceEnable);
     EXPECT_EQ(device.m_LEDState, 2);
-    EXPECT_EQ(peer->requests(),
-              (std::vector<Bytes>{frame({0xBE, 0xA7, 0x01}), frame({0xBE, 0xA5, 0x02}),
-                                  frame({0xBE, 0xA7, 0x00})}));
+    EXPECT_EQ(peer->requests(), (std::vector<Bytes>{frame({0xBE, cmd::EnableDrives, 0x01}),
+                                                    frame({0xBE, cmd::SetLed, 0x02}),
+                                                    frame({0xBE, cmd::EnableDrives, 0x00})}));
 }
 
 TEST_F(DriveFrames, ForceOffParksTheDeviceButTheFlagStaysSet) {
-    peer->reply(frame({0xBE, 0xA2, 0x01}));
+    peer->reply(frame({0xBE, cmd::SetMode, 0x01}));
     ASSERT_EQ(device.SetFrcEnabled(true), 1);
     EXPECT_TRUE(device.m_fForceEnable);
     EXPECT_EQ(device.m_OperationMode, 0x22);
 
     // In the force mode, switching off asks for the mode and then selects the parked one.
-    peer->reply(frame({0xBE, 0xA3, 0x22}));
-    peer->reply(frame({0xBE, 0xA2, 0x01}));
+    peer->reply(frame({0xBE, cmd::GetMode, 0x22}));
+    peer->reply(frame({0xBE, cmd::SetMode, 0x01}));
     ASSERT_EQ(device.SetFrcEnabled(false), 1);
-    EXPECT_EQ(peer->requests(), (std::vector<Bytes>{frame({0xBE, 0xA2, 0x22}), frame({0xBE, 0xA3}),
-                                                    frame({0xBE, 0xA2, 0x25})}));
+    EXPECT_EQ(peer->requests(),
+              (std::vector<Bytes>{frame({0xBE, cmd::SetMode, 0x22}), frame({0xBE, cmd::GetMode}),
+                                  frame({0xBE, cmd::SetMode, 0x25})}));
     EXPECT_EQ(device.m_OperationMode, 0x25);
     EXPECT_TRUE(device.m_fForceEnable) << "the flag is not cleared by switching off";
 
     // In any other mode it only takes note of the mode.
-    peer->reply(frame({0xBE, 0xA3, 0x30}));
+    peer->reply(frame({0xBE, cmd::GetMode, 0x30}));
     ASSERT_EQ(device.SetFrcEnabled(false), 1);
     EXPECT_EQ(peer->requests().size(), 4u);
     EXPECT_EQ(device.m_OperationMode, 0x30);
 
     // A refused force mode clears the flag.
-    peer->reply(frame({0xBE, 0xA2, 0x00}));
+    peer->reply(frame({0xBE, cmd::SetMode, 0x00}));
     EXPECT_EQ(device.SetFrcEnabled(true), 0);
     EXPECT_FALSE(device.m_fForceEnable);
     EXPECT_EQ(device.m_ErrCode, 257);
@@ -66,9 +70,10 @@ TEST_F(DriveFrames, ForceOffParksTheDeviceButTheFlagStaysSet) {
 
 TEST_F(DriveFrames, MotorFramesAreBigEndianAndSignedOnTheWayBack) {
     short mot[3] = {1, -2, 0x1234};
-    peer->reply(frame({0xBE, 0xA1}));
+    peer->reply(frame({0xBE, cmd::SetMotors}));
     ASSERT_EQ(device.SetMot(mot), 1);
-    EXPECT_EQ(peer->requests()[0], frame({0xBE, 0xA1, 0x00, 0x01, 0xFF, 0xFE, 0x12, 0x34}));
+    EXPECT_EQ(peer->requests()[0],
+              frame({0xBE, cmd::SetMotors, 0x00, 0x01, 0xFF, 0xFE, 0x12, 0x34}));
     EXPECT_EQ(device.m_MotorDACValue[0], 0) << "direct commands bypass the rendered ones";
 
     // One channel: it joins the rendered commands and all three are sent; the bare
@@ -77,7 +82,8 @@ TEST_F(DriveFrames, MotorFramesAreBigEndianAndSignedOnTheWayBack) {
     peer->reply(frame({0xBF, 0x00}));
     ASSERT_EQ(device.SetMot(2, -300), 1);
     EXPECT_EQ(device.m_MotorDACValue[2], -300);
-    EXPECT_EQ(peer->requests()[1], frame({0xBE, 0xA1, 0x00, 0x07, 0x00, 0x00, 0xFE, 0xD4}));
+    EXPECT_EQ(peer->requests()[1],
+              frame({0xBE, cmd::SetMotors, 0x00, 0x07, 0x00, 0x00, 0xFE, 0xD4}));
     for (int channel : {3, -1}) {
         device.ClearError();
         EXPECT_EQ(device.SetMot(channel, 1), 0);
@@ -87,11 +93,11 @@ TEST_F(DriveFrames, MotorFramesAreBigEndianAndSignedOnTheWayBack) {
 
     device.ClearError();
     short read[3] = {0, 0, 0};
-    peer->reply(frame({0xBE, 0xA6, 0x80, 0x00, 0x00, 0x7F, 0xFF, 0xFF}));
+    peer->reply(frame({0xBE, cmd::GetMotors, 0x80, 0x00, 0x00, 0x7F, 0xFF, 0xFF}));
     ASSERT_EQ(device.GetMot(read), 1);
-    EXPECT_EQ(peer->requests()[2], frame({0xBE, 0xA6}));
+    EXPECT_EQ(peer->requests()[2], frame({0xBE, cmd::GetMotors}));
     EXPECT_EQ(std::vector<short>(read, read + 3), (std::vector<short>{-32768, 127, -1}));
-    peer->reply(frame({0xBE, 0xA5, 0x00, 0x01, 0x00, 0x02, 0x00, 0x03}));
+    peer->reply(frame({0xBE, cmd::SetLed, 0x00, 0x01, 0x00, 0x02, 0x00, 0x03}));
     EXPECT_EQ(device.GetMot(read), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
     EXPECT_EQ(read[1], 127) << "the output is left alone";
@@ -99,10 +105,10 @@ TEST_F(DriveFrames, MotorFramesAreBigEndianAndSignedOnTheWayBack) {
     // Only the first velocity travels, and a refusal is no error.
     device.ClearError();
     unsigned short vel[2] = {0x0102, 0x0304};
-    peer->reply(frame({0xBE, 0xAA, 0x01}));
+    peer->reply(frame({0xBE, cmd::SetMotorVelocity, 0x01}));
     EXPECT_EQ(device.SetMotorVel(vel), 1);
-    EXPECT_EQ(peer->requests()[4], frame({0xBE, 0xAA, 0x01, 0x02}));
-    peer->reply(frame({0xBE, 0xAA, 0x00}));
+    EXPECT_EQ(peer->requests()[4], frame({0xBE, cmd::SetMotorVelocity, 0x01, 0x02}));
+    peer->reply(frame({0xBE, cmd::SetMotorVelocity, 0x00}));
     EXPECT_EQ(device.SetMotorVel(vel), 0);
     EXPECT_EQ(device.m_ErrCode, 0);
 }

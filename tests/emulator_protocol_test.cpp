@@ -84,11 +84,11 @@ Bytes sub(const Bytes& bytes, size_t at, size_t count) {
 }
 
 Bytes readRegister(uint16_t number) {
-    return frame({0xBE, 0xAC, uint8_t(number >> 8), uint8_t(number)});
+    return frame({0xBE, cmd::ReadRegister, uint8_t(number >> 8), uint8_t(number)});
 }
 Bytes writeRegister(uint16_t number, uint16_t value) {
-    return frame(
-        {0xBE, 0xAD, uint8_t(number >> 8), uint8_t(number), uint8_t(value >> 8), uint8_t(value)});
+    return frame({0xBE, cmd::WriteRegister, uint8_t(number >> 8), uint8_t(number),
+                  uint8_t(value >> 8), uint8_t(value)});
 }
 // A register's value as read, big-endian in bytes 4-5 of the reply; -1 for a short reply.
 int valueOf(Host& host, uint16_t number) {
@@ -100,7 +100,7 @@ int valueOf(Host& host, uint16_t number) {
 // target and motor command, then the command word; zeros after the checksum.
 Bytes cyclicRequest(int n, const uint32_t* target, const int16_t* vel, const int16_t* motor,
                     uint16_t commandWord) {
-    Bytes body = {0xBE, 0xB0, uint8_t(n << 4 | 3)};
+    Bytes body = {0xBE, cmd::Cyclic, uint8_t(n << 4 | 3)};
     for (int i = 0; i < n; ++i) {
         uint32_t lo = (target[i] & 0xFFFF) * 2, hi = target[i] >> 16;
         Bytes block = {uint8_t(0x10 + i),    uint8_t(lo),     uint8_t(lo >> 8),
@@ -127,7 +127,8 @@ TEST(EmulatorProtocol, RegistersIdentityAndParameters) {
 
     // Serial number 10001 = 0x2711 in register 136; values big-endian at bytes 4-5, the
     // register number echoed at 2-3.
-    EXPECT_EQ(host.exchange(readRegister(136), 8), frame({0xBE, 0xAC, 0x00, 0x88, 0x27, 0x11}));
+    EXPECT_EQ(host.exchange(readRegister(136), 8),
+              frame({0xBE, cmd::ReadRegister, 0x00, 0x88, 0x27, 0x11}));
     // The serial number's high half 0; resolution 2^20, low half 0, high half 16; type 1 in
     // 135; the arm's calibration: lower limit 948576 = 0x000E7960, upper 156319 = 0x0002629F,
     // a single-turn reading past the wrap.
@@ -137,7 +138,7 @@ TEST(EmulatorProtocol, RegistersIdentityAndParameters) {
 
     // A write echoes the value in bytes 4-5 and is read back.
     EXPECT_EQ(host.exchange(writeRegister(300, 0xBEEF), 8),
-              frame({0xBE, 0xAD, 0x01, 0x2C, 0xBE, 0xEF}));
+              frame({0xBE, cmd::WriteRegister, 0x01, 0x2C, 0xBE, 0xEF}));
     EXPECT_EQ(emu.device(0).reg(300), 0xBEEF);
     EXPECT_EQ(valueOf(host, 300), 0xBEEF);
     // A 32-bit parameter is two registers, low half first.
@@ -163,30 +164,34 @@ TEST(EmulatorProtocol, ModesDrivesLedsBrakesAndMotors) {
     Host host(emu.devnode(0));
     ASSERT_TRUE(host.ok());
 
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA3}), 5), frame({0xBE, 0xA3, 0x22}));
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA2, 0x25}), 5), frame({0xBE, 0xA2, 0x01}));
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA3}), 5), frame({0xBE, 0xA3, 0x25}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::GetMode}), 5), frame({0xBE, cmd::GetMode, 0x22}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::SetMode, 0x25}), 5),
+              frame({0xBE, cmd::SetMode, 0x01}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::GetMode}), 5), frame({0xBE, cmd::GetMode, 0x25}));
     EXPECT_EQ(dev.mode(), 0x25);
 
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA5, 0x05}), 5), frame({0xBE, 0xA5, 0x01}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::SetLed, 0x05}), 5), frame({0xBE, cmd::SetLed, 0x01}));
     EXPECT_EQ(dev.leds(), 0x05);
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA7, 0x01}), 5), frame({0xBE, 0xA7, 0x01}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::EnableDrives, 0x01}), 5),
+              frame({0xBE, cmd::EnableDrives, 0x01}));
     EXPECT_TRUE(dev.drivesEnabled());
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA9}), 5), frame({0xBE, 0xA9, 0x00}));
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA8, 0x01}), 5), frame({0xBE, 0xA8, 0x01}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::GetBrakes}), 5), frame({0xBE, cmd::GetBrakes, 0x00}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::SetBrakes, 0x01}), 5),
+              frame({0xBE, cmd::SetBrakes, 0x01}));
     EXPECT_TRUE(dev.brakes());
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA9}), 5), frame({0xBE, 0xA9, 0x01}));
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xAA, 0x12, 0x34}), 5), frame({0xBE, 0xAA, 0x01}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::GetBrakes}), 5), frame({0xBE, cmd::GetBrakes, 0x01}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::SetMotorVelocity, 0x12, 0x34}), 5),
+              frame({0xBE, cmd::SetMotorVelocity, 0x01}));
     EXPECT_EQ(dev.motorVelocity(), 0x1234);
 
     // Motor commands travel big-endian and signed; the reply to 0xA1 is bare.
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA1, 0x01, 0x02, 0xFF, 0xFE, 0x7F, 0xFF}), 4),
-              frame({0xBE, 0xA1}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::SetMotors, 0x01, 0x02, 0xFF, 0xFE, 0x7F, 0xFF}), 4),
+              frame({0xBE, cmd::SetMotors}));
     EXPECT_EQ(dev.motorCommand(0), 0x0102);
     EXPECT_EQ(dev.motorCommand(1), -2);
     EXPECT_EQ(dev.motorCommand(2), 32767);
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA6}), 10),
-              frame({0xBE, 0xA6, 0x01, 0x02, 0xFF, 0xFE, 0x7F, 0xFF}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::GetMotors}), 10),
+              frame({0xBE, cmd::GetMotors, 0x01, 0x02, 0xFF, 0xFE, 0x7F, 0xFF}));
 
     // A power cycle brings the power-on state back.
     dev.restart();
@@ -216,7 +221,7 @@ TEST(EmulatorProtocol, EncoderCountsOfAPose) {
 
     // Read encoders: the whole count, low half doubled in 24 bits LE, then high half LE;
     // status word little-endian at 32.
-    Bytes r = host.exchange(frame({0xBE, 0xA0}), 36);
+    Bytes r = host.exchange(frame({0xBE, cmd::ReadEncoders}), 36);
     ASSERT_EQ(r.size(), 36u);
     EXPECT_TRUE(intact(r));
     EXPECT_EQ(sub(r, 2, 5), (Bytes{0xE2, 0x14, 0x01, 0x10, 0x00}));  // 0x8A71*2, 0x10
@@ -231,14 +236,15 @@ TEST(EmulatorProtocol, EncoderCountsOfAPose) {
     r = host.exchange(cyclicRequest(6, targets, zeros, zeros, 0), 67);
     ASSERT_EQ(r.size(), 67u);
     EXPECT_TRUE(intact(r));
-    EXPECT_EQ(sub(r, 0, 3), (Bytes{0xBE, 0xB0, 0x63}));
+    EXPECT_EQ(sub(r, 0, 3), (Bytes{0xBE, cmd::Cyclic, 0x63}));
     EXPECT_EQ(sub(r, 4, 5), (Bytes{0xE2, 0x14, 0x01, 0x01, 0x00}));  // 35441*2, 1 turn
     EXPECT_EQ(sub(r, 14, 5), (Bytes{0xAA, 0x86, 0x1D, 0x00, 0x00})); // 967509*2
     EXPECT_EQ(sub(r, 54, 5), (Bytes{0xEA, 0xB7, 0x13, 0x00, 0x00})); // 646133*2
     EXPECT_EQ(sub(r, 63, 2), (Bytes{0x5A, 0xA5}));
 
     // Short cyclic frame: same blocks at 2 + 5i, its status word big-endian at 38.
-    r = host.exchange(frame({0xBE, 0xAF, 0x00, 0x10, 0xFF, 0xF0, 0x01, 0x00, 0x00, 0x03}), 42);
+    r = host.exchange(
+        frame({0xBE, cmd::ShortCyclic, 0x00, 0x10, 0xFF, 0xF0, 0x01, 0x00, 0x00, 0x03}), 42);
     ASSERT_EQ(r.size(), 42u);
     EXPECT_TRUE(intact(r));
     EXPECT_EQ(sub(r, 2, 5), (Bytes{0xE2, 0x14, 0x01, 0x01, 0x00}));
@@ -286,7 +292,7 @@ TEST(EmulatorProtocol, CyclicFrameCommandsAndReportedValues) {
     EXPECT_EQ(sub(r, 63, 2), (Bytes{0x05, 0x00})); // status word, little-endian
 
     // With the drives on, current follows the command: 1000/32767 * 2000 mA = 61.
-    host.exchange(frame({0xBE, 0xA7, 0x01}), 5);
+    host.exchange(frame({0xBE, cmd::EnableDrives, 0x01}), 5);
     r = host.exchange(request, 67);
     EXPECT_EQ(sub(r, 11, 2), (Bytes{0x00, 61}));
 
@@ -310,7 +316,7 @@ TEST(EmulatorProtocol, MalformedRequestsAreDroppedAndCounted) {
     Host host(emu.devnode(0));
     ASSERT_TRUE(host.ok());
 
-    Bytes bad = frame({0xBE, 0xA3});
+    Bytes bad = frame({0xBE, cmd::GetMode});
     bad[3] ^= 0x01;
     host.send(bad);
     EXPECT_TRUE(host.receive(5, 300).empty());
@@ -322,13 +328,13 @@ TEST(EmulatorProtocol, MalformedRequestsAreDroppedAndCounted) {
     EXPECT_EQ(dev.unknownCodes(), 1u);
 
     Bytes noisy = {0x00, 0x13, 0x37};
-    Bytes good = frame({0xBE, 0xA3});
+    Bytes good = frame({0xBE, cmd::GetMode});
     noisy.insert(noisy.end(), good.begin(), good.end());
-    EXPECT_EQ(host.exchange(noisy, 5), frame({0xBE, 0xA3, 0x22}));
+    EXPECT_EQ(host.exchange(noisy, 5), frame({0xBE, cmd::GetMode, 0x22}));
     EXPECT_GE(dev.garbageBytes(), 3u);
 
     // A truncated request is forgotten after a pause; the next request is answered.
-    host.send({0xBE, 0xAC, 0x00});
+    host.send({0xBE, cmd::ReadRegister, 0x00});
     usleep(300000);
     EXPECT_EQ(valueOf(host, 135), 1);
     EXPECT_EQ(dev.frames(cmd::GetMode), 1u);
@@ -378,8 +384,8 @@ TEST(EmulatorProtocol, FaultsAppearOnTheWire) {
     ASSERT_TRUE(host.ok());
     using qelemu::Fault;
     using qelemu::FaultKind;
-    const Bytes getMode = frame({0xBE, 0xA3});
-    const Bytes modeReply = frame({0xBE, 0xA3, 0x22});
+    const Bytes getMode = frame({0xBE, cmd::GetMode});
+    const Bytes modeReply = frame({0xBE, cmd::GetMode, 0x22});
 
     dev.injectFault(Fault::next(FaultKind::CorruptChecksum));
     Bytes r = host.exchange(getMode, 5);
@@ -388,7 +394,7 @@ TEST(EmulatorProtocol, FaultsAppearOnTheWire) {
     EXPECT_EQ(host.exchange(getMode, 5), modeReply); // only the next reply
 
     dev.injectFault(Fault::next(FaultKind::WrongHeader));
-    EXPECT_EQ(host.exchange(getMode, 5), frame({0xBF, 0xA3, 0x22}));
+    EXPECT_EQ(host.exchange(getMode, 5), frame({0xBF, cmd::GetMode, 0x22}));
     dev.injectFault(Fault::next(FaultKind::WrongCode));
     EXPECT_EQ(host.exchange(getMode, 5), frame({0xBE, 0xA4, 0x22}));
 
@@ -404,12 +410,14 @@ TEST(EmulatorProtocol, FaultsAppearOnTheWire) {
     // Zero acknowledgement skips replies that carry none (0xA6) and hits the next one that
     // does; for 0xA3 the mode byte is 0.
     dev.injectFault(Fault::next(FaultKind::ZeroAck));
-    EXPECT_TRUE(intact(host.exchange(frame({0xBE, 0xA6}), 10)));
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA7, 0x01}), 5), frame({0xBE, 0xA7, 0x00}));
+    EXPECT_TRUE(intact(host.exchange(frame({0xBE, cmd::GetMotors}), 10)));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::EnableDrives, 0x01}), 5),
+              frame({0xBE, cmd::EnableDrives, 0x00}));
     dev.injectFault(Fault::onCode(FaultKind::ZeroAck, cmd::GetMode));
-    EXPECT_EQ(host.exchange(getMode, 5), frame({0xBE, 0xA3, 0x00}));
-    EXPECT_EQ(host.exchange(frame({0xBE, 0xA2, 0x22}), 5), frame({0xBE, 0xA2, 0x01}));
-    EXPECT_EQ(host.exchange(getMode, 5), frame({0xBE, 0xA3, 0x00}));
+    EXPECT_EQ(host.exchange(getMode, 5), frame({0xBE, cmd::GetMode, 0x00}));
+    EXPECT_EQ(host.exchange(frame({0xBE, cmd::SetMode, 0x22}), 5),
+              frame({0xBE, cmd::SetMode, 0x01}));
+    EXPECT_EQ(host.exchange(getMode, 5), frame({0xBE, cmd::GetMode, 0x00}));
     EXPECT_EQ(dev.faultsApplied(FaultKind::ZeroAck), 3u);
     dev.clearFaults();
 
@@ -463,7 +471,7 @@ TEST(EmulatorLauncher, ServesTheChildProgram) {
     EXPECT_EQ(valueOf(first, 136), 777);
     EXPECT_EQ(valueOf(second, 136), 778);
     EXPECT_EQ(valueOf(second, 135), 2);
-    EXPECT_EQ(first.exchange(frame({0xBE, 0xA3}), 5), frame({0xBE, 0xA3, 0x22}));
+    EXPECT_EQ(first.exchange(frame({0xBE, cmd::GetMode}), 5), frame({0xBE, cmd::GetMode, 0x22}));
     EXPECT_FALSE(Host("/dev/ttyACM2").ok());
 }
 

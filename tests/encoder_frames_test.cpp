@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "ready_device.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::Bytes;
 using qeltest::frame;
@@ -12,7 +15,7 @@ using qeltest::frame;
 // The read-encoders reply: per channel the low 16 bits doubled in three bytes, then the high
 // 16 bits, all little-endian; then the status word, little-endian.
 Bytes encoderReply(const uint32_t count[6], uint16_t status) {
-    Bytes body = {0xBE, 0xA0};
+    Bytes body = {0xBE, cmd::ReadEncoders};
     for (int i = 0; i < 6; ++i) {
         uint32_t lo = (count[i] & 0xFFFF) * 2, hi = count[i] >> 16;
         Bytes block = {uint8_t(lo), uint8_t(lo >> 8), uint8_t(lo >> 16), uint8_t(hi),
@@ -33,13 +36,13 @@ TEST_F(EncoderFrames, ReadEncodersDecodesEveryChannelAndTheStatus) {
     unsigned int enc[6] = {};
     unsigned short status = 0;
     ASSERT_EQ(device.GetEnc(enc, &status, nullptr, false), 1);
-    EXPECT_EQ(peer->requests().at(0), frame({0xBE, 0xA0}));
+    EXPECT_EQ(peer->requests().at(0), frame({0xBE, cmd::ReadEncoders}));
     for (int i = 0; i < 6; ++i) EXPECT_EQ(enc[i], counts[i]) << "channel " << i;
     EXPECT_EQ(status, 0xA55A);
 
     // A reply to another command is invalid data; the outputs keep their values.
     Bytes wrong = encoderReply(counts, 1);
-    wrong[1] = 0xA1;
+    wrong[1] = cmd::SetMotors;
     wrong = frame(Bytes(wrong.begin(), wrong.end() - 2));
     peer->reply(wrong);
     status = 9;
@@ -73,14 +76,14 @@ TEST_F(EncoderFrames, RequestedRatesDifferenceTheCounts) {
 
 TEST_F(EncoderFrames, PresetSendsTheArmCountsAndNeedsAnAcknowledgement) {
     unsigned int enc[6] = {0x12345678u, 0x0000FFFFu, 0xFFFF0001u, 0xDEADBEEF, 1, 2};
-    peer->reply(frame({0xBE, 0xAB, 0x01}));
+    peer->reply(frame({0xBE, cmd::Preset, 0x01}));
     ASSERT_EQ(device.Preset(enc), 1);
-    EXPECT_EQ(peer->requests().at(0), frame({0xBE, 0xAB,                      //
+    EXPECT_EQ(peer->requests().at(0), frame({0xBE, cmd::Preset,               //
                                              0xF0, 0xAC, 0x00, 0x34, 0x12,    // 0x12345678
                                              0xFE, 0xFF, 0x01, 0x00, 0x00,    // 0x0000FFFF
                                              0x02, 0x00, 0x00, 0xFF, 0xFF})); // 0xFFFF0001
 
-    peer->reply(frame({0xBE, 0xAB, 0x00}));
+    peer->reply(frame({0xBE, cmd::Preset, 0x00}));
     EXPECT_EQ(device.Preset(enc), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
     device.ClearError();

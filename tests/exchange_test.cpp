@@ -5,8 +5,11 @@
 #include <vector>
 
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::Bytes;
 using qeltest::frame;
@@ -20,7 +23,7 @@ class Exchange : public qeltest::ScriptedDeviceTest {
 protected:
     // One exchange of a 4-byte request for a reply of `replyLength` bytes.
     int transmit(unsigned int replyLength) {
-        request = frame({0xBE, 0xA3});
+        request = frame({0xBE, cmd::GetMode});
         response.assign(replyLength, 0);
         return device.USB_DataTransmit(request.data(), 4, response.data(), replyLength);
     }
@@ -29,7 +32,7 @@ protected:
 };
 
 TEST_F(Exchange, RequestArrivesAsSentAndAReplySplitLikeAFullSpeedUsbPacketIsGathered) {
-    Bytes body = {0xBE, 0xB0};
+    Bytes body = {0xBE, cmd::Cyclic};
     for (int i = 2; i < 65; ++i) body.push_back(static_cast<uint8_t>(i * 7));
     Bytes reply = frame(body);
     peer->reply(reply, 64, 5);
@@ -42,7 +45,7 @@ TEST_F(Exchange, RequestArrivesAsSentAndAReplySplitLikeAFullSpeedUsbPacketIsGath
 // A short reply is a receive failure, a corrupt checksum one of its own, and a closed port a
 // send failure.
 TEST_F(Exchange, FailuresAreToldApartByTheirCodes) {
-    Bytes reply = frame({0xBE, 0xA3, 0x22});
+    Bytes reply = frame({0xBE, cmd::GetMode, 0x22});
     peer->reply(Bytes(reply.begin(), reply.end() - 1));
     auto start = Clock::now();
     EXPECT_EQ(transmit(5), 0);
@@ -74,7 +77,7 @@ TEST_F(Exchange, SilentDeviceFailsWithinTheBoundAndTheNextExchangeStartsClean) {
     EXPECT_EQ(device.m_ErrCode, 19);
 
     device.ClearError();
-    Bytes reply = frame({0xBE, 0xA3, 0x25});
+    Bytes reply = frame({0xBE, cmd::GetMode, 0x25});
     peer->reply(reply);
     ASSERT_EQ(transmit(5), 1);
     EXPECT_EQ(response, reply);

@@ -22,8 +22,11 @@
 #include "emulator.h"
 #include "fault_matrix.h"
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qelemu::Fault;
 using qelemu::FaultKind;
@@ -47,9 +50,9 @@ double secondsSince(Clock::time_point start) {
 
 // Faults of the phases with a call of their own land on its frame, not on a cyclic one.
 Fault faultFor(Phase phase, FaultKind kind) {
-    const uint8_t code = phase == Phase::Registers     ? 0xAD
-                         : phase == Phase::Calibration ? 0xAC
-                         : phase == Phase::Close       ? 0xA7
+    const uint8_t code = phase == Phase::Registers     ? cmd::WriteRegister
+                         : phase == Phase::Calibration ? cmd::ReadRegister
+                         : phase == Phase::Close       ? cmd::EnableDrives
                                                        : 0;
     Fault fault = code ? Fault::onCode(kind, code) : Fault::next(kind);
     if (kind == FaultKind::Delay) fault.pause(kLateReplyMs);
@@ -68,8 +71,8 @@ protected:
     }
 
     bool cyclicFramesFlow() {
-        uint64_t from = device().frames(0xB0);
-        return waitUntil([&] { return device().frames(0xB0) >= from + 3; }, 1000);
+        uint64_t from = device().frames(cmd::Cyclic);
+        return waitUntil([&] { return device().frames(cmd::Cyclic) >= from + 3; }, 1000);
     }
 
     // The call of the phase, met by the fault. Returns its result.
@@ -143,9 +146,9 @@ TEST_P(FaultMatrix, FailsDefinedlyClosesSafelyAndRecovers) {
         EXPECT_EQ(device().faultsApplied(kind), 0u) << "opening exchanges no frame";
     }
     if (phase == Phase::Running && result == 0) {
-        uint64_t from = device().frames(0xB0);
+        uint64_t from = device().frames(cmd::Cyclic);
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        EXPECT_EQ(device().frames(0xB0), from) << "frames stop while the error is pending";
+        EXPECT_EQ(device().frames(cmd::Cyclic), from) << "frames stop while the error is pending";
     } else if (phase == Phase::Running) {
         EXPECT_TRUE(cyclicFramesFlow());
     }

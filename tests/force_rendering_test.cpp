@@ -14,8 +14,11 @@
 #include "arm_model.h"
 #include "emulator.h"
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::waitUntil;
 
@@ -47,8 +50,8 @@ protected:
 
     // The refresh thread has exchanged at least `frames` more full frames with the device.
     bool passes(uint64_t frames = 3) {
-        uint64_t from = arm().frames(0xB0);
-        return waitUntil([&] { return arm().frames(0xB0) >= from + frames; });
+        uint64_t from = arm().frames(cmd::Cyclic);
+        return waitUntil([&] { return arm().frames(cmd::Cyclic) >= from + frames; });
     }
 
     // The motor commands the device should receive for a handle force, from the emulator's own

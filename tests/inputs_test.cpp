@@ -7,8 +7,11 @@
 #include <vector>
 
 #include "ready_device.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::Bytes;
 using qeltest::frame;
@@ -17,16 +20,16 @@ using InputFrames = qeltest::ReadyScriptedDeviceTest;
 using Inputs = qeltest::ReadyEmulatedDeviceTest;
 
 TEST_F(InputFrames, LedBitsAccumulateAndGoOutInTheirOwnFrame) {
-    for (int i = 0; i < 3; ++i) peer->reply(frame({0xBE, 0xA5, 0x01}));
+    for (int i = 0; i < 3; ++i) peer->reply(frame({0xBE, cmd::SetLed, 0x01}));
     ASSERT_EQ(device.SetLED(1, true), 1);
     ASSERT_EQ(device.SetLED(4, true), 1);
     ASSERT_EQ(device.SetLED(1, false), 1);
-    EXPECT_EQ(peer->requests(),
-              (std::vector<Bytes>{frame({0xBE, 0xA5, 0x01}), frame({0xBE, 0xA5, 0x05}),
-                                  frame({0xBE, 0xA5, 0x04})}));
+    EXPECT_EQ(peer->requests(), (std::vector<Bytes>{frame({0xBE, cmd::SetLed, 0x01}),
+                                                    frame({0xBE, cmd::SetLed, 0x05}),
+                                                    frame({0xBE, cmd::SetLed, 0x04})}));
 
     // Only a status of exactly 1 is an acceptance.
-    peer->reply(frame({0xBE, 0xA5, 0x02}));
+    peer->reply(frame({0xBE, cmd::SetLed, 0x02}));
     EXPECT_EQ(device.SetLED(8, true), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
     EXPECT_EQ(device.m_LEDState, 0x0C) << "the bits are kept even when the device refuses";
@@ -43,29 +46,29 @@ TEST_F(InputFrames, LedBitsAccumulateAndGoOutInTheirOwnFrame) {
 }
 
 TEST_F(InputFrames, BrakeFrames) {
-    peer->reply(frame({0xBE, 0xA8, 0x01}));
+    peer->reply(frame({0xBE, cmd::SetBrakes, 0x01}));
     ASSERT_EQ(device.SetBrakes(true), 1);
-    peer->reply(frame({0xBE, 0xA8, 0x00}));
+    peer->reply(frame({0xBE, cmd::SetBrakes, 0x00}));
     EXPECT_EQ(device.SetBrakes(false), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
 
     // The brake state is an answer, not an acknowledgement: 0 is a valid reply.
     device.ClearError();
     bool engaged = true;
-    peer->reply(frame({0xBE, 0xA9, 0x00}));
+    peer->reply(frame({0xBE, cmd::GetBrakes, 0x00}));
     ASSERT_EQ(device.GetBrakes(&engaged), 1);
     EXPECT_FALSE(engaged);
-    peer->reply(frame({0xBE, 0xA9, 0x40}));
+    peer->reply(frame({0xBE, cmd::GetBrakes, 0x40}));
     ASSERT_EQ(device.GetBrakes(&engaged), 1);
     EXPECT_TRUE(engaged);
-    peer->reply(frame({0xBE, 0xA8, 0x00}));
+    peer->reply(frame({0xBE, cmd::SetBrakes, 0x00}));
     EXPECT_EQ(device.GetBrakes(&engaged), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
     EXPECT_TRUE(engaged) << "the output is left alone";
-    Bytes query = frame({0xBE, 0xA9});
+    Bytes query = frame({0xBE, cmd::GetBrakes});
     EXPECT_EQ(peer->requests(),
-              (std::vector<Bytes>{frame({0xBE, 0xA8, 0x01}), frame({0xBE, 0xA8, 0x00}), query,
-                                  query, query}));
+              (std::vector<Bytes>{frame({0xBE, cmd::SetBrakes, 0x01}),
+                                  frame({0xBE, cmd::SetBrakes, 0x00}), query, query, query}));
 }
 
 TEST_F(InputFrames, ButtonsAreTheStatusWordsLowByte) {

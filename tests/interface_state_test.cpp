@@ -12,8 +12,11 @@
 #include "arm_model.h"
 #include "emulator.h"
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qelemu::Fault;
 using qelemu::FaultKind;
@@ -62,8 +65,8 @@ protected:
         ASSERT_EQ(qelInit(id), 1);
         ASSERT_EQ(qelCalibrateDevice(id), 1);
         qelemu::Device& device = emulator->device(id - 1);
-        const uint64_t target = device.frames(0xB0) + 5;
-        ASSERT_TRUE(qeltest::waitUntil([&] { return device.frames(0xB0) >= target; }))
+        const uint64_t target = device.frames(cmd::Cyclic) + 5;
+        ASSERT_TRUE(qeltest::waitUntil([&] { return device.frames(cmd::Cyclic) >= target; }))
             << "the refresh thread stalled";
     }
     // Expert mode is off: an expert function refuses with error 4.
@@ -165,9 +168,9 @@ TEST_F(Application, ReadingsAndConversionsMatchTheArmOfTheCurrentDevice) {
         EXPECT_EQ(static_cast<unsigned int>(delta[i]), counts[i]);
         EXPECT_EQ(wrist[i], counts[3 + i]);
     }
-    uint64_t reads = device.frames(0xA0);
+    uint64_t reads = device.frames(cmd::ReadEncoders);
     ASSERT_EQ(qelUpdateEncoders(1), 1);
-    EXPECT_EQ(device.frames(0xA0), reads + 1);
+    EXPECT_EQ(device.frames(cmd::ReadEncoders), reads + 1);
 
     double j[6] = {};
     ASSERT_EQ(
@@ -278,12 +281,12 @@ TEST_F(Application, BrakesEngageReleaseAndEngageAgainWhenAReleaseIsRefused) {
     // The device releases but answers with a refusal: the brakes are engaged again, and the
     // caller learns of it from the result alone.
     ASSERT_EQ(qelSetBrakes(1, 2), 1);
-    uint64_t frames = device.frames(0xA8);
+    uint64_t frames = device.frames(cmd::SetBrakes);
     device.injectFault(Fault::next(FaultKind::ZeroAck));
     qelClearError();
     EXPECT_EQ(qelSetBrakes(0, 2), 0);
     expectLastError(0, 0, "");
-    EXPECT_EQ(device.frames(0xA8), frames + 2);
+    EXPECT_EQ(device.frames(cmd::SetBrakes), frames + 2);
     EXPECT_TRUE(device.brakes());
     // The refusal stays pending in the device, which reports it on the next call.
     EXPECT_EQ(qelSetBrakes(1, 2), 0);
@@ -299,7 +302,7 @@ TEST_F(Application, MotorCommandsCarryTheArmMotorsOnly) {
     qelemu::Device& device = start(2).device(1);
     bringUp(2);
     ASSERT_EQ(qelEnableExpertMode(), 1);
-    auto lastMotors = [&] { return motorsOf(device.lastRequest(0xA1)); };
+    auto lastMotors = [&] { return motorsOf(device.lastRequest(cmd::SetMotors)); };
     using M = std::array<int16_t, 3>;
 
     ASSERT_EQ(qelSetMotor(1, 500, 2), 1);
@@ -307,26 +310,26 @@ TEST_F(Application, MotorCommandsCarryTheArmMotorsOnly) {
     ASSERT_EQ(qelSetMotor(2, -7, 2), 1);
     EXPECT_EQ(lastMotors(), (M{0, 0, -7}));
 
-    uint64_t frames = device.frames(0xA1);
+    uint64_t frames = device.frames(cmd::SetMotors);
     ASSERT_EQ(qelSetDeltaMotor(11, 22, 33, 2), 1);
-    EXPECT_EQ(device.frames(0xA1), frames + 3);
+    EXPECT_EQ(device.frames(cmd::SetMotors), frames + 3);
     EXPECT_EQ(lastMotors(), (M{0, 0, 33}));
 
     // Wrist and gripper indices have no place in the frame: it carries zeros.
-    frames = device.frames(0xA1);
+    frames = device.frames(cmd::SetMotors);
     ASSERT_EQ(qelSetWristMotor(100, 200, 300, 2), 1);
-    EXPECT_EQ(device.frames(0xA1), frames + 3) << "indices 3, 3 and 5";
+    EXPECT_EQ(device.frames(cmd::SetMotors), frames + 3) << "indices 3, 3 and 5";
     EXPECT_EQ(lastMotors(), (M{0, 0, 0}));
     ASSERT_EQ(qelSetMotor(0, 9, 2), 1);
     ASSERT_EQ(qelSetGripperMotor(1234, 2), 1);
     EXPECT_EQ(lastMotors(), (M{0, 0, 0}));
 
-    frames = device.frames(0xA1);
+    frames = device.frames(cmd::SetMotors);
     qelClearError();
     EXPECT_EQ(qelSetMotor(7, 1, 2), 0);
     EXPECT_EQ(qelSetMotor(-1, 1, 2), 0);
     expectLastError(3, 2, "Invalid Input Parameter");
-    EXPECT_EQ(device.frames(0xA1), frames) << "nothing is sent for an unknown motor";
+    EXPECT_EQ(device.frames(cmd::SetMotors), frames) << "nothing is sent for an unknown motor";
 
     ASSERT_EQ(qelSetForce(1.5, -2.5, 3.5, 2), 1);
     double f[3] = {};
@@ -336,10 +339,10 @@ TEST_F(Application, MotorCommandsCarryTheArmMotorsOnly) {
     // The gripper path reads the gripper's encoder, which a device without a gripper refuses
     // with its own error; the motor frame is never reached and expert mode ends up off.
     ASSERT_EQ(qelSetMotor(1, 77, 2), 1);
-    frames = device.frames(0xA1);
+    frames = device.frames(cmd::SetMotors);
     EXPECT_EQ(qelSetForceAndGripperForce(1.0, 2.0, 3.0, 0.5, 2), 0);
     expectLastError(258, 2, "Invalid Input Parameter!");
-    EXPECT_EQ(device.frames(0xA1), frames);
+    EXPECT_EQ(device.frames(cmd::SetMotors), frames);
     EXPECT_EQ(lastMotors(), (M{0, 77, 0}));
     expectExpertModeOff(2);
 }

@@ -11,8 +11,11 @@
 #include "QEL.h"
 #include "emulator.h"
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::waitUntil;
 
@@ -43,8 +46,8 @@ TEST(KinematicsEndToEnd, RefreshPassFollowsTheEmulatedArmAndCutsTheDrivesOnSpeed
         const qelemu::ArmGeometry g = qelemu::ArmGeometry::forType(type);
         qelemu::ArmModel model(g);
         auto passes = [&dev](uint64_t n) {
-            uint64_t from = dev.frames(0xB0);
-            return waitUntil([&] { return dev.frames(0xB0) >= from + n; });
+            uint64_t from = dev.frames(cmd::Cyclic);
+            return waitUntil([&] { return dev.frames(cmd::Cyclic) >= from + n; });
         };
 
         QEL d;

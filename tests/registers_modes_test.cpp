@@ -5,8 +5,11 @@
 #include <vector>
 
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::Bytes;
 using qeltest::frame;
@@ -15,39 +18,40 @@ using DeviceFrames = qeltest::ScriptedDeviceTest;
 
 // The commit (register 199, value 170) is checked with the calibration that ends with it.
 TEST_F(DeviceFrames, ThirtyTwoBitParametersTravelAsTwoRegistersLowHalfFirst) {
-    peer->reply(frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}));
-    peer->reply(frame({0xBE, 0xAD, 0x00, 0x89, 0x12, 0x34}));
+    peer->reply(frame({0xBE, cmd::WriteRegister, 0x00, 0x88, 0x56, 0x78}));
+    peer->reply(frame({0xBE, cmd::WriteRegister, 0x00, 0x89, 0x12, 0x34}));
     ASSERT_EQ(device.SetParam(136, 0x12345678u), 1);
 
     // A low half of 0xFFFF is 65535, not -1.
-    peer->reply(frame({0xBE, 0xAC, 0x00, 0x00, 0xFF, 0xFF}));
-    peer->reply(frame({0xBE, 0xAC, 0x00, 0x00, 0x00, 0x02}));
+    peer->reply(frame({0xBE, cmd::ReadRegister, 0x00, 0x00, 0xFF, 0xFF}));
+    peer->reply(frame({0xBE, cmd::ReadRegister, 0x00, 0x00, 0x00, 0x02}));
     unsigned int value = 0;
     ASSERT_EQ(device.GetParam(128, &value), 1);
     EXPECT_EQ(value, 0x2FFFFu);
-    EXPECT_EQ(peer->requests(), (std::vector<Bytes>{frame({0xBE, 0xAD, 0x00, 0x88, 0x56, 0x78}),
-                                                    frame({0xBE, 0xAD, 0x00, 0x89, 0x12, 0x34}),
-                                                    frame({0xBE, 0xAC, 0x00, 0x80}),
-                                                    frame({0xBE, 0xAC, 0x00, 0x81})}));
+    EXPECT_EQ(peer->requests(),
+              (std::vector<Bytes>{frame({0xBE, cmd::WriteRegister, 0x00, 0x88, 0x56, 0x78}),
+                                  frame({0xBE, cmd::WriteRegister, 0x00, 0x89, 0x12, 0x34}),
+                                  frame({0xBE, cmd::ReadRegister, 0x00, 0x80}),
+                                  frame({0xBE, cmd::ReadRegister, 0x00, 0x81})}));
 }
 
 TEST_F(DeviceFrames, RegisterRepliesThatDoNotMatchAreInvalidData) {
     // The device answered, but echoed another value than the one written.
-    peer->reply(frame({0xBE, 0xAD, 0x00, 0x82, 0x00, 0x65}));
+    peer->reply(frame({0xBE, cmd::WriteRegister, 0x00, 0x82, 0x00, 0x65}));
     EXPECT_EQ(device.WriteRegister(130, 100), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
     EXPECT_STREQ(device.m_ErrString, "Invalid Received Data!");
 
     device.ClearError();
     short value = 42;
-    peer->reply(frame({0xBF, 0xAC, 0x00, 0x00, 0x00, 0x07}));
+    peer->reply(frame({0xBF, cmd::ReadRegister, 0x00, 0x00, 0x00, 0x07}));
     EXPECT_EQ(device.ReadRegister(130, &value), 0);
     EXPECT_EQ(device.m_ErrCode, 257);
     EXPECT_EQ(value, 42) << "the output is left alone";
 
     // A failed first half stops a 32-bit read before its second register.
     device.ClearError();
-    peer->reply(frame({0xBE, 0xAA, 0x00, 0x00, 0x00, 0x07}));
+    peer->reply(frame({0xBE, cmd::SetMotorVelocity, 0x00, 0x00, 0x00, 0x07}));
     unsigned int wide = 9;
     EXPECT_EQ(device.GetParam(100, &wide), 0);
     EXPECT_EQ(wide, 9u);
@@ -77,15 +81,15 @@ TEST_F(DeviceFrames, ModesAreReadWithoutTheGuardsAndZeroIsNoAnswer) {
 
     // Reading needs no initialised device and goes out even while an error is pending.
     unsigned char mode = 0;
-    peer->reply(frame({0xBE, 0xA3, 0x22}));
+    peer->reply(frame({0xBE, cmd::GetMode, 0x22}));
     ASSERT_EQ(device.GetMode(&mode), 1);
     EXPECT_EQ(mode, 0x22);
     device.ClearError();
-    peer->reply(frame({0xBE, 0xA3, 0x00}));
+    peer->reply(frame({0xBE, cmd::GetMode, 0x00}));
     EXPECT_EQ(device.GetMode(&mode), 0) << "mode 0 is not an answer";
     EXPECT_EQ(device.m_ErrCode, 257);
     EXPECT_EQ(mode, 0x22);
-    EXPECT_EQ(peer->requests(), std::vector<Bytes>(2, frame({0xBE, 0xA3})));
+    EXPECT_EQ(peer->requests(), std::vector<Bytes>(2, frame({0xBE, cmd::GetMode})));
 }
 
 } // namespace

@@ -20,8 +20,11 @@
 #include "QEL_OPEN.h"
 #include "emulator.h"
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 using qeltest::waitUntil;
 
@@ -117,8 +120,8 @@ protected:
     }
     // The refresh thread has exchanged at least `frames` more full frames with the device.
     bool passes(qelemu::Device& device, uint64_t frames = 3) {
-        uint64_t from = device.frames(0xB0);
-        return waitUntil([&] { return device.frames(0xB0) >= from + frames; });
+        uint64_t from = device.frames(cmd::Cyclic);
+        return waitUntil([&] { return device.frames(cmd::Cyclic) >= from + frames; });
     }
     std::unique_ptr<qelemu::Emulator> emulator;
     std::vector<std::unique_ptr<QEL>> objects;
@@ -188,7 +191,7 @@ TEST_F(Runtime, UnknownTypeKeepsThePreviousModelAndSerialZeroCannotInitialise) {
     EXPECT_EQ(nameless.Initialize(), 0);
     EXPECT_EQ(nameless.m_ErrCode, 0) << "no error of its own";
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    EXPECT_EQ(emu.device(1).frames(0xB0), 0u) << "no thread started";
+    EXPECT_EQ(emu.device(1).frames(cmd::Cyclic), 0u) << "no thread started";
 
     QEL closed;
     EXPECT_EQ(closed.Initialize(), 0);
@@ -229,11 +232,11 @@ TEST_F(Runtime, ComFreqCountsTheFramesTheDeviceAnswers) {
     for (int attempt = 0; attempt < 3; ++attempt) {
         double first = device.m_ComFreq;
         ASSERT_TRUE(waitUntil([&] { return device.m_ComFreq != first; }));
-        uint64_t framesAtFirst = emu.device(0).frames(0xB0);
+        uint64_t framesAtFirst = emu.device(0).frames(cmd::Cyclic);
         auto firstChange = Clock::now();
         double second = device.m_ComFreq;
         ASSERT_TRUE(waitUntil([&] { return device.m_ComFreq != second; }));
-        uint64_t framesAtSecond = emu.device(0).frames(0xB0);
+        uint64_t framesAtSecond = emu.device(0).frames(cmd::Cyclic);
         double reported = device.m_ComFreq;
         // Two periods with the very same count would look like one; measure again.
         if (secondsSince(firstChange) > 1.5) continue;
@@ -276,11 +279,11 @@ TEST_F(Runtime, CyclicFramesCarryTheCommandsWithVelocityDampingAndTheLedsAndButt
 
     // With the thread running the LED bits ride in the command word, not in frames of their own;
     // the buttons come back in every frame's status word.
-    uint64_t ledFrames = arm.frames(0xA5);
+    uint64_t ledFrames = arm.frames(cmd::SetLed);
     ASSERT_EQ(device.SetLED(4, true), 1);
     ASSERT_EQ(device.SetLED(1, true), 1);
     EXPECT_TRUE(waitUntil([&] { return arm.leds() == 5; })) << int(arm.leds());
-    EXPECT_EQ(arm.frames(0xA5), ledFrames);
+    EXPECT_EQ(arm.frames(cmd::SetLed), ledFrames);
     arm.setButtons(0x02);
     bool pressed = false;
     EXPECT_TRUE(waitUntil([&] { return device.GetButton(1, &pressed) && pressed; }));
@@ -358,13 +361,13 @@ TEST_F(Runtime, RefreshThreadSleepsThroughASlowDevicesReplies) {
     emu.device(0).injectFault(Fault::everyNth(FaultKind::Delay, 1).pause(2));
     ASSERT_TRUE(passes(emu.device(0)));
 
-    uint64_t framesBefore = emu.device(0).frames(0xB0);
+    uint64_t framesBefore = emu.device(0).frames(cmd::Cyclic);
     double cpuBefore = refreshThreadsCpuSeconds();
     auto start = Clock::now();
     std::this_thread::sleep_for(std::chrono::seconds(1));
     double cpu = refreshThreadsCpuSeconds() - cpuBefore;
     double wall = secondsSince(start);
-    EXPECT_GT(emu.device(0).frames(0xB0) - framesBefore, 100u);
+    EXPECT_GT(emu.device(0).frames(cmd::Cyclic) - framesBefore, 100u);
     EXPECT_LT(cpu, 0.25 * wall);
     EXPECT_EQ(device.Close(), 1);
 }

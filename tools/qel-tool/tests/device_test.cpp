@@ -18,12 +18,15 @@
 #include "emulator.h"
 #include "failure.h"
 #include "uartconnector.h"
+#include "wire.h"
 
 using namespace qeltool;
 using qelemu::Fault;
 using qelemu::FaultKind;
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 struct Result {
     int status = kOk;
@@ -156,13 +159,13 @@ TEST_F(ToolOnEmulator, MonitorListsEveryPressedButton) {
 TEST_F(ToolOnEmulator, EachDeviceFaultHasItsExitStatus) {
     auto inject = [](Fault fault) { return [fault](qelemu::Device& d) { d.injectFault(fault); }; };
     auto nothing = [](qelemu::Device&) {};
-    fails(inject(Fault::onCode(FaultKind::NoReply, 0xAC)), runParam, {"get", "serial"}, 39,
-          "Data Recieve Failed (device error 19)");
+    fails(inject(Fault::onCode(FaultKind::NoReply, cmd::ReadRegister)), runParam, {"get", "serial"},
+          39, "Data Recieve Failed (device error 19)");
     fails(inject(Fault::next(FaultKind::CorruptChecksum)), runParam, {"get", "type"}, 40,
           "CRC Not Passed (device error 20)");
     fails(inject(Fault::next(FaultKind::WrongHeader)), runParam, {"get", "type"}, 41,
           "Invalid Received Data! (device error 257)");
-    fails(inject(Fault::onCode(FaultKind::ZeroAck, 0xA7)), runMonitor,
+    fails(inject(Fault::onCode(FaultKind::ZeroAck, cmd::EnableDrives)), runMonitor,
           {"--count", "1", "--gravity", "--plain"}, 41, "cannot power the drives");
     fails(nothing, positionWithoutInit, {}, 22, "Device Not Initialized");
     fails(nothing, runParam, {"get", "serial", "-d", "2"}, 12,
