@@ -1,8 +1,8 @@
 // The emulated device's own model of the delta arm and its wrist: geometry of the device
 // type, joint angles, closed-form inverse kinematics for pose mode, and a physics mode in
 // which motor torques, gravity, a balancing spring, friction, joint limits and a scripted hand
-// move the joints. Written independently of the driver library so that an end-to-end test
-// compares two implementations.
+// move the joints. Written independently of the driver library, and kept apart from its
+// kinematics on purpose, so that an end-to-end test compares two implementations.
 //
 // Conventions shared with the driver: lengths in millimetres, masses in kilograms, angles in
 // radians; arm i stands at azimuth 90, 210, 330 degrees; its elbow is

@@ -33,6 +33,7 @@ constexpr uint8_t Cyclic = 0xB0;
 
 // CRC-16/CCITT-FALSE: polynomial 0x1021, initial value 0xFFFF, no reflection, no final XOR.
 // Run over a whole frame including its checksum, the result is 0 exactly when it is intact.
+// A second copy of the library's checksum on purpose: a fault in either shows as a mismatch.
 uint16_t crc16(const uint8_t* data, size_t length);
 
 // Writes the checksum of bytes 0 .. length-1 into bytes length and length+1, high byte first.

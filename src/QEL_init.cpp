@@ -1,45 +1,7 @@
 // Bringing a device up: its identity and electrical parameters, the mechanical model of its
 // type, and the refresh thread.
 #include "QEL.h"
-
-namespace {
-
-// The mechanical model of one device type. The numbers are the model the kinematics and the
-// force rendering were tuned with; they are kept digit for digit. The angles in radians are the
-// decimal values of 90, 54.17 and 30 degrees taken with pi as 3.1415926, written out as such.
-struct DeviceModel {
-    double lenActLink, lenPassLink, dimFixedPlat, dimFloatPlat, lenActLinkGrav;
-    double gFloatPlat, gActLink, gPassLink, beta, lambuta;
-    double deltaAngRange, yawAngRange, pitchAngRange, rollAngRange;
-    double armDefaultAngle, transmissionRatio, torqueConstant;
-    bool hasSpring;
-    double sprRadius, sprK;
-};
-
-// clang-format off
-//                           actuated passive fixed  moving  link-CoG
-const DeviceModel kType1 = {97.0,    148.0,  80.25, 35.0,   15.282,
-                            // platform, actuated, passive masses; beta, lambda (radians)
-                            0.4,   0.1397, 0.08934, 1.5707963,          0.0,
-                            // delta, yaw, pitch, roll ranges
-                            88.0,  240.0,  115.0,   320.0,
-                            // arm default angle, transmission ratio, torque constant
-                            86.5,  20.0,   48.6,
-                            // spring: none
-                            false, 0.0,    0.0};
-const DeviceModel kType2 = {70.0,    146.0,  75.0,  35.0,   14.382,
-                            0.475, 0.099,  0.0934,  0.9454448396777778, 0.5235987666666666,
-                            149.0, 240.0,  125.0,   335.0,
-                            149.0, 11.89,  48.6,
-                            // spring: radius and stiffness; its initial length and force
-                            // are device parameters
-                            true,  13.5,   0.74};
-// clang-format on
-
-// Default angles of the wrist's yaw, pitch and roll joints, the same for both types.
-const double kWristDefaultAngles[3] = {120.0, 45.0, 167.5};
-
-} // namespace
+#include "QEL_device_models.h"
 
 int QEL::Initialize() {
     if (!m_fOpen) {
@@ -77,7 +39,7 @@ int QEL::Initialize() {
     if (!CalcuFixedLinkVect(m_FixedLinkVect)) return 0;
 
     // An unknown type keeps whatever model was loaded before.
-    const DeviceModel* model = m_DeviceType == 1 ? &kType1 : m_DeviceType == 2 ? &kType2 : nullptr;
+    const qelmodels::DeviceModel* model = qelmodels::forType(m_DeviceType);
     if (model) {
         m_NumofMotor = 3;
         m_InputDOF = 6;
@@ -98,7 +60,7 @@ int QEL::Initialize() {
         m_RollAngRange = model->rollAngRange;
         for (int i = 0; i < 3; ++i) {
             m_DefAng[i] = model->armDefaultAngle;
-            m_DefAng[3 + i] = kWristDefaultAngles[i];
+            m_DefAng[3 + i] = qelmodels::kWristDefaultAngles[i];
             m_TransRat[i] = model->transmissionRatio;
         }
         m_TorqueConstant = model->torqueConstant;

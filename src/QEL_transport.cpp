@@ -1,46 +1,20 @@
 // The port table, opening the port, and the checked request/response exchange.
 #include "QEL.h"
 
-#include <cstring>
-#include <libudev.h>
 #include <unistd.h>
 
+#include <vector>
+
 #include "CRC.h"
+#include "QEL_discovery.h"
 #include "QEL_frame.h"
 
+// The table has ten slots: the search stops counting there, since the interface addresses
+// devices by table index. Slots beyond the count keep what they held.
 int QEL::SearchDevicePort() {
-    struct udev* udev = udev_new();
-    if (!udev) return 0;
-    struct udev_enumerate* enumerate = udev_enumerate_new(udev);
-    udev_enumerate_add_match_subsystem(enumerate, "tty");
-    udev_enumerate_add_match_property(enumerate, "ID_VENDOR_ID", "0483");
-    udev_enumerate_add_match_property(enumerate, "ID_MODEL_ID", "5740");
-    udev_enumerate_scan_devices(enumerate);
-
-    // libudev ORs several property matches of one enumeration, so each entry is checked for
-    // both identifiers and the model again. The table has ten slots: the search stops counting
-    // there, since the interface addresses devices by table index.
-    int count = 0;
-    struct udev_list_entry* entry;
-    udev_list_entry_foreach(entry, udev_enumerate_get_list_entry(enumerate)) {
-        if (count >= 10) break;
-        struct udev_device* dev =
-            udev_device_new_from_syspath(udev, udev_list_entry_get_name(entry));
-        if (!dev) continue;
-        const char* vendor = udev_device_get_property_value(dev, "ID_VENDOR_ID");
-        const char* product = udev_device_get_property_value(dev, "ID_MODEL_ID");
-        const char* model = udev_device_get_property_value(dev, "ID_MODEL");
-        const char* node = udev_device_get_devnode(dev);
-        if (vendor && product && model && node && std::strcmp(vendor, "0483") == 0 &&
-            std::strcmp(product, "5740") == 0 && std::strcmp(model, "WPXComPort") == 0) {
-            m_DevComPort[count] = node;
-            ++count;
-        }
-        udev_device_unref(dev);
-    }
-    udev_enumerate_unref(enumerate);
-    udev_unref(udev);
-    return count;
+    std::vector<qeldiscovery::Port> ports = qeldiscovery::findPorts(QEL_MAX_DEVICES);
+    for (size_t i = 0; i < ports.size(); ++i) m_DevComPort[i] = ports[i].node;
+    return static_cast<int>(ports.size());
 }
 
 int QEL::GetDeviceCount() {

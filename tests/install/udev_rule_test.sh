@@ -9,9 +9,9 @@ fail() {
     exit 1
 }
 # The identifiers discovery matches, as written in its source.
-vendor=$(sed -n 's/.*std::strcmp(vendor, "\([^"]*\)").*/\1/p' "$discovery")
-product=$(sed -n 's/.*std::strcmp(product, "\([^"]*\)").*/\1/p' "$discovery")
-model=$(sed -n 's/.*std::strcmp(model, "\([^"]*\)").*/\1/p' "$discovery")
+vendor=$(sed -n 's/^const char kVendorId\[\] = "\([^"]*\)";$/\1/p' "$discovery")
+product=$(sed -n 's/^const char kProductId\[\] = "\([^"]*\)";$/\1/p' "$discovery")
+model=$(sed -n 's/^const char kModel\[\] = "\([^"]*\)";$/\1/p' "$discovery")
 [ -n "$vendor" ] && [ -n "$product" ] && [ -n "$model" ] ||
     fail "cannot read the identifiers from $discovery"
 

@@ -3,12 +3,13 @@
 #include <string>
 #include <vector>
 
+#include "QEL_OPEN.h"
+#include "QEL_device_models.h"
+#include "QEL_discovery.h"
 #include "commands.h"
 #include "device.h"
 #include "failure.h"
 #include "limits.h"
-#include "model.h"
-#include "ports.h"
 #include "registers.h"
 
 namespace qeltool {
@@ -52,7 +53,7 @@ struct Facts {
 
 Facts gather(Device& device) {
     Facts f;
-    std::vector<Port> ports = findPorts();
+    std::vector<qeldiscovery::Port> ports = qeldiscovery::findPorts(QEL_MAX_DEVICES);
     if (static_cast<size_t>(device.id()) <= ports.size())
         f.node = ports[static_cast<size_t>(device.id() - 1)].node;
     device.init();
@@ -107,40 +108,37 @@ void printIdentity(const Device& device, const Facts& f) {
     row("velocity threshold", std::to_string(f.threshold));
 }
 
-void printModel(const Facts& f, const Model* model, const std::string& modelError) {
+void printModel(const Facts& f) {
     std::printf("\nmodel parameters\n");
     row("encoder resolution", std::to_string(f.resolution) + " counts per turn");
     row("nominal torque", std::to_string(f.torque) + " N*mm");
     row("nominal current", std::to_string(f.current) + " mA");
     row("spring length", number(f.springLength / 100.0, "mm"));
     row("spring force", number(f.springForce / 100.0, "N"));
+    // The geometry the library loads for this type, from the library's own table.
+    const qelmodels::DeviceModel* model = qelmodels::forType(f.type);
     if (!model) {
-        row("geometry", "unavailable: " + modelError);
+        row("geometry", "none: the library has no geometry for type " + std::to_string(f.type));
         return;
     }
-    if (!model->known) {
-        row("geometry",
-            "none: the library has no geometry for type " + std::to_string(model->type));
-        return;
-    }
-    row("actuated link", number(model->actuatedLink, "mm", 3));
-    row("passive link", number(model->passiveLink, "mm", 3));
-    row("fixed platform", number(model->fixedPlatform, "mm", 3));
-    row("moving platform", number(model->movingPlatform, "mm", 3));
-    row("link centre of mass", number(model->actuatedLinkGravity, "mm", 3));
-    row("masses", number(model->platformMass, "kg (platform), ", 4) +
-                      number(model->actuatedLinkMass, "kg (actuated link), ", 4) +
-                      number(model->passiveLinkMass, "kg (passive link)", 5));
-    row("arm joint range",
-        number(model->deltaRange, "deg", 1) + " from " + number(model->defaultAngle[0], "deg", 1));
-    row("wrist ranges", number(model->yawRange, "deg (yaw), ", 1) +
-                            number(model->pitchRange, "deg (pitch), ", 1) +
-                            number(model->rollRange, "deg (roll)", 1));
-    row("transmission ratio", number(model->transmission, "", 2));
+    row("actuated link", number(model->lenActLink, "mm", 3));
+    row("passive link", number(model->lenPassLink, "mm", 3));
+    row("fixed platform", number(model->dimFixedPlat, "mm", 3));
+    row("moving platform", number(model->dimFloatPlat, "mm", 3));
+    row("link centre of mass", number(model->lenActLinkGrav, "mm", 3));
+    row("masses", number(model->gFloatPlat, "kg (platform), ", 4) +
+                      number(model->gActLink, "kg (actuated link), ", 4) +
+                      number(model->gPassLink, "kg (passive link)", 5));
+    row("arm joint range", number(model->deltaAngRange, "deg", 1) + " from " +
+                               number(model->armDefaultAngle, "deg", 1));
+    row("wrist ranges", number(model->yawAngRange, "deg (yaw), ", 1) +
+                            number(model->pitchAngRange, "deg (pitch), ", 1) +
+                            number(model->rollAngRange, "deg (roll)", 1));
+    row("transmission ratio", number(model->transmissionRatio, "", 2));
     row("torque constant", number(model->torqueConstant, "", 2));
-    if (model->springStiffness > 0)
-        row("spring", number(model->springStiffness, "stiffness, ", 2) +
-                          number(model->springRadius, "mm radius", 1));
+    if (model->hasSpring)
+        row("spring",
+            number(model->sprK, "stiffness, ", 2) + number(model->sprRadius, "mm radius", 1));
 }
 
 void printRegisters(const Facts& f) {
@@ -174,18 +172,12 @@ int runInfo(Args& args) {
     Selection selection = takeSelection(args);
     args.finish();
     Facts facts;
-    int id = 0;
     {
         Device device(selection);
         facts = gather(device);
-        id = device.id();
         printIdentity(device, facts);
     }
-    // The geometry needs the port to itself: the interface has closed it above.
-    Model model;
-    std::string modelError;
-    bool haveModel = readModel(id, model, modelError);
-    printModel(facts, haveModel ? &model : nullptr, modelError);
+    printModel(facts);
     printRegisters(facts);
     printCalibration(facts);
     return kOk;

@@ -3,10 +3,10 @@
 #include <string>
 
 #include "QEL_OPEN.h"
+#include "QEL_discovery.h"
 #include "commands.h"
 #include "device.h"
 #include "failure.h"
-#include "ports.h"
 #include "registers.h"
 
 namespace qeltool {
@@ -21,7 +21,7 @@ const char kListHelp[] =
 
 int runList(Args& args) {
     args.finish();
-    std::vector<Port> ports = findPorts();
+    std::vector<qeldiscovery::Port> ports = qeldiscovery::findPorts(QEL_MAX_DEVICES);
     int count = qelGetDeviceCount();
     if (count == 0) {
         std::fprintf(stderr, "no devices found\n");

@@ -32,9 +32,6 @@ const char kMonitorHelp[] =
 
 namespace {
 
-// The library's pi, so that degrees agree with its own degree functions.
-constexpr double kPi = 3.1415926;
-
 std::string triple(const char* label, const Vector& v, const char* const names[3], const char* unit,
                    int precision) {
     char line[160];
@@ -58,9 +55,7 @@ struct View {
         lines.push_back(text);
         Vector p = device.position();
         lines.push_back(triple("position", p, xyz, "mm", 3));
-        Vector o = device.orientation();
-        for (double& a : o) a = a * 180.0 / kPi;
-        lines.push_back(triple("orientation", o, ypr, "deg", 2));
+        lines.push_back(triple("orientation", device.orientationDegrees(), ypr, "deg", 2));
         lines.push_back(triple("velocity", device.velocity(), xyz, "(library units)", 3));
         std::string pressed;
         for (int b = 0; b < 8; ++b)

@@ -141,10 +141,13 @@ Vector Device::position() {
     return p;
 }
 
-Vector Device::orientation() {
+// In degrees through the library's own conversion. Its degree form reads the interface's
+// current device whatever device it names, so this one is made current first.
+Vector Device::orientationDegrees() {
+    if (!current_) current_ = qelSetDevice(cid()) == 1;
     clearLibraryError();
     Vector o{};
-    check(qelGetOrientationRad(&o[0], &o[1], &o[2], cid()), of("read the orientation"));
+    check(qelGetOrientationDeg(&o[0], &o[1], &o[2], cid()), of("read the orientation"));
     return o;
 }
 

@@ -51,7 +51,7 @@ public:
 
     // The handle's state as of the library's last refresh.
     Vector position();
-    Vector orientation(); // wrist yaw, pitch, roll in radians
+    Vector orientationDegrees(); // wrist yaw, pitch, roll
     Vector velocity();
     Vector force(); // the commanded force
     bool button(int index);
@@ -82,6 +82,7 @@ private:
     int id_ = 0;
     bool rendering_ = false;
     bool gravity_ = false;
+    bool current_ = false; // made the interface's current device
 };
 
 } // namespace qeltool
