@@ -1,7 +1,8 @@
 #!/bin/sh
 # Installs the build into a fresh prefix and builds a small C application against that copy
-# alone, once through find_package(qel) and once through pkg-config, then runs both under the
-# installed qel-emulator with the handle at a known place.
+# alone, once through find_package(qel) and once through pkg-config, and a C++ program written
+# like qel-tool through find_package(qel), then runs them under the installed qel-emulator with
+# the handle at a known place.
 #   install_test.sh CMAKE GENERATOR C_COMPILER BUILD_DIR CONSUMER_SOURCE_DIR
 set -eu
 cmake=$1 generator=$2 cc=$3 build=$4 source=$5
@@ -21,6 +22,8 @@ for f in "$libdir/libqel.so.1" "$libdir/libqel.so" "$prefix/include/qel/QEL_OPEN
     "$prefix/lib/udev/rules.d/70-qel.rules" "$prefix/bin/qel-emulator"; do
     [ -e "$f" ] || fail "not installed: ${f#"$prefix"/}"
 done
+[ "$(ls "$prefix/include/qel" | tr '\n' ' ')" = "QEL_OPEN.h qelDefines.h " ] ||
+    fail "headers beyond the exported two: $(ls "$prefix/include/qel" | tr '\n' ' ')"
 [ -L "$libdir/libqel.so.1" ] || fail "libqel.so.1 is not the SONAME link"
 soname=$(readelf -d "$libdir/libqel.so.1" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
 [ "$soname" = libqel.so.1 ] || fail "SONAME is '$soname'"
@@ -37,6 +40,10 @@ readelf -d "$work/cmake-build/consumer" | grep -q 'NEEDED.*\[libqel\.so\.1\]' ||
     fail "the consumer does not need libqel.so.1"
 out=$($emulator "$work/cmake-build/consumer") || fail "the CMake-built consumer failed"
 [ "$out" = "$expected" ] || fail "CMake-built consumer said: $out"
+# The C++ program written like qel-tool, from the same headers.
+out=$($emulator "$work/cmake-build/tool_like") || fail "the tool-like program failed"
+[ "$out" = "tool-like: serial 10001 type 1 at 10.00 -20.00 180.00 mm, wrist 0.0 0.0 0.0 deg" ] ||
+    fail "the tool-like program said: $out"
 
 # pkg-config --cflags --libs qel, from a different directory than the prefix's.
 export PKG_CONFIG_PATH="$libdir/pkgconfig"
