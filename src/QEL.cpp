@@ -17,6 +17,7 @@ int64_t GetNanoSeconds() {
     return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
 }
 
+// The empty inner loop is the whole of the delay; `volatile` keeps the compiler from removing it.
 void delay(int n) {
     for (int i = 0; i < n; ++i)
         for (volatile int j = 0; j < 200; ++j) {
@@ -26,6 +27,8 @@ void delay(int n) {
 QEL::QEL()
     : m_DeviceID(0), m_hDevice(-1), m_pFrameThread(0), fThreadFinish(true), fThreadRunning(false),
       m_fOpen(false), m_fInit(false) {
+    // Zero bytes are what PTHREAD_MUTEX_INITIALIZER is on glibc: a default mutex, ready without
+    // pthread_mutex_init and needing no destroy (the macro itself only serves an initialiser).
     std::memset(&hMutex, 0, sizeof hMutex);
     // The model geometry and the few members the reset leaves alone have no value until the
     // first initialisation; start them at zero rather than at whatever the heap held.
@@ -89,6 +92,8 @@ int QEL::Close() {
     SetLED(1, false);
     fThreadFinish = true;
     m_fGravComp = false;
+    // A first look at the running flag, a hundred reads without a pause (well under a
+    // microsecond), as Close has always taken it; the wait that matters is the bounded one below.
     for (int i = 0; i < 100 && fThreadRunning; ++i) {
     }
     // The refresh thread leaves after its current exchange. Until it has, the LED byte below

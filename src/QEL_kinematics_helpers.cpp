@@ -1,8 +1,12 @@
-// Remembered sines and cosines for the kinematics.
+// The kinematics' helpers that are not inline: remembered sines and cosines, and the 3x3
+// inverse as an operation of the device object. The matrix and vector arithmetic itself is
+// inline, in QEL_matrix.h.
 #include <cmath>
 #include <cstring>
 
+#include "QEL.h"
 #include "QEL_kinematics_common.h"
+#include "QEL_matrix.h"
 
 namespace {
 
@@ -53,4 +57,15 @@ void qelkin::sinCos(double x, double& s, double& c) {
     }
     s = m.s;
     c = m.c;
+}
+
+// The device's guards, then the sweep.
+int QEL::CalcuInvMatrix(double (*in)[3], double (*out)[3]) {
+    if (!CheckReady()) return 0;
+    if (!out) {
+        ErrorCatch(deverr::kInvalidParameter);
+        return 0;
+    }
+    qelkin::invert3x3(in, out);
+    return 1;
 }
