@@ -31,25 +31,37 @@ struct Result {
     std::string error; // the failure's message
 };
 
-// Runs a subcommand as main() does, with standard output captured and `input` as standard
-// input for its questions.
-Result tool(int (*run)(Args&), std::vector<std::string> words, const std::string& input = "") {
+using Runner = std::function<int(std::vector<std::string>)>;
+
+// Runs a subcommand as main() does, with standard output captured, its failure's message taken
+// from standard error, and `input` as standard input for its questions.
+Result tool(const Runner& run, std::vector<std::string> words, const std::string& input = "") {
     std::istringstream in(input);
     std::streambuf* savedIn = std::cin.rdbuf(in.rdbuf());
     testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     Result r;
     try {
-        Args args(std::move(words));
-        r.status = run(args);
+        r.status = run(std::move(words));
     } catch (const Failure& e) {
         r.status = e.status;
         r.error = e.what();
     }
     std::fflush(stdout);
     r.out = testing::internal::GetCapturedStdout();
+    r.error += testing::internal::GetCapturedStderr();
     std::cin.rdbuf(savedIn);
     return r;
 }
+
+Runner command(const char* name) {
+    return [name](std::vector<std::string> words) {
+        words.insert(words.begin(), name);
+        return runTool(std::move(words));
+    };
+}
+const Runner runCalibrate = command("calibrate"), runMonitor = command("monitor"),
+             runParam = command("param"), runInfo = command("info");
 
 bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
@@ -81,7 +93,7 @@ protected:
 
     // Runs the subcommand on a fresh device that `arrange` has set up, and expects it to fail
     // with the status and a message that holds `message`.
-    void fails(const std::function<void(qelemu::Device&)>& arrange, int (*run)(Args&),
+    void fails(const std::function<void(qelemu::Device&)>& arrange, const Runner& run,
                std::vector<std::string> words, int status, const std::string& message) {
         SCOPED_TRACE(message);
         start();
@@ -117,7 +129,7 @@ protected:
 };
 
 // Reads the position of a device that was never initialised, which no subcommand does.
-int positionWithoutInit(Args&) {
+int positionWithoutInit(std::vector<std::string>) {
     Device d(Selection{});
     d.position();
     return kOk;

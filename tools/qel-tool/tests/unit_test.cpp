@@ -1,4 +1,4 @@
-// The tool's parts that need no device: the command line, the classification of library
+// The tool's parts that need no device: the classification of library
 // errors into exit statuses, the limit tracker, the progress bar, traces and the plot script.
 #include <gtest/gtest.h>
 
@@ -7,7 +7,6 @@
 #include <set>
 #include <sstream>
 
-#include "args.h"
 #include "commands.h"
 #include "failure.h"
 #include "limits.h"
@@ -16,16 +15,6 @@
 #include "trace.h"
 
 using namespace qeltool;
-
-// ---- The command line ----
-
-TEST(Args, NumbersAreCheckedForFormAndRange) {
-    for (const char* bad : {"12a", "", " 5", "101"})
-        EXPECT_THROW(parseInteger(bad, "n", 0, 100), UsageError) << bad;
-    EXPECT_THROW(parseNumber("11", "x", 0, 10), UsageError);
-    for (const char* bad : {"1,2", "1,2,3,4", "1,,3"})
-        EXPECT_THROW(parseTriple(bad, "f"), UsageError) << bad;
-}
 
 // ---- Library errors and exit statuses ----
 
