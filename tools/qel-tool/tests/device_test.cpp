@@ -1,15 +1,13 @@
-// The subcommands run in this process where a test must steer the emulated device: sweep the
-// arm, press buttons, make the device fail. The program as a user runs it is end_to_end.sh.
+// The subcommands run in this process where a test must steer the emulated device: press
+// buttons, make the device fail. The program as a user runs it is end_to_end.sh.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <sstream>
-#include <thread>
 #include <unistd.h>
 
 #include "QEL_OPEN.h"
@@ -67,8 +65,6 @@ bool contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-constexpr double kDegree = 3.1415926 / 180.0;
-
 class ToolOnEmulator : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -76,7 +72,6 @@ protected:
         start();
     }
     void TearDown() override {
-        stopSweep();
         closeAll();
         emulator.reset();
     }
@@ -103,29 +98,7 @@ protected:
         EXPECT_TRUE(contains(r.error, message)) << r.error;
     }
 
-    // Holds arm joint 1 at `from` degrees, turns it to `to` within the first half of `seconds`
-    // and holds it there, as a hand moving the arm from one end stop to the other.
-    void sweep(double from, double to, double seconds) {
-        sweeping = true;
-        sweeper = std::thread([this, from, to, seconds] {
-            double q[6] = {40 * kDegree, 40 * kDegree, 40 * kDegree, 0, 0, 0};
-            const int steps = 100;
-            for (int k = 0; k <= steps && sweeping; ++k) {
-                double f = std::min(1.0, std::max(0.0, (k - 0.2 * steps) / (0.3 * steps)));
-                q[0] = (from + (to - from) * f) * kDegree;
-                device().setJointAngles(q);
-                usleep(static_cast<useconds_t>(seconds * 1e6 / steps));
-            }
-        });
-    }
-    void stopSweep() {
-        sweeping = false;
-        if (sweeper.joinable()) sweeper.join();
-    }
-
     std::unique_ptr<qelemu::Emulator> emulator;
-    std::thread sweeper;
-    std::atomic<bool> sweeping{false};
 };
 
 // Reads the position of a device that was never initialised, which no subcommand does.
@@ -136,27 +109,6 @@ int positionWithoutInit(std::vector<std::string>) {
 }
 
 } // namespace
-
-TEST_F(ToolOnEmulator, CalibrateRecordSavesTheSweptRangeAcrossTheWrap) {
-    const uint32_t turn = 1u << 20;
-    // From 80 degrees down to 10: the count rises from above the stored lower limit past
-    // the single turn's wrap.
-    uint32_t atEighty = device().countForAngle(0, 80 * kDegree) % turn;
-    uint32_t atTen = device().countForAngle(0, 10 * kDegree) % turn;
-    ASSERT_LT(atTen, atEighty);
-    uint32_t storedArm2 = device().reg32(106), storedYaw = device().reg32(114);
-    sweep(80, 10, 1.0);
-    Result r = tool(runCalibrate, {"record", "--time", "1"}, "y\n");
-    stopSweep();
-    ASSERT_EQ(r.status, kOk) << r.error << r.out;
-    EXPECT_EQ(device().reg32(100), atEighty);
-    EXPECT_EQ(device().reg32(102), atTen);
-    EXPECT_EQ(device().reg32(106), storedArm2); // axes that stood still keep their limits
-    EXPECT_EQ(device().reg32(114), storedYaw);
-    EXPECT_TRUE(contains(r.out, "(kept: hardly moved)")) << r.out;
-    EXPECT_TRUE(contains(r.out, "limits saved")) << r.out;
-    EXPECT_EQ(device().reg(199), 170); // committed
-}
 
 TEST_F(ToolOnEmulator, MonitorListsEveryPressedButton) {
     device().setButtons(0x05);

@@ -1,5 +1,5 @@
-// The tool's parts that need no device: the classification of library
-// errors into exit statuses, the limit tracker, the progress bar, traces and the plot script.
+// The tool's parts that need no device: the classification of library errors into exit
+// statuses, the limit tracker, the progress bar and traces.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,7 +10,6 @@
 #include "commands.h"
 #include "failure.h"
 #include "limits.h"
-#include "plot_script.h"
 #include "terminal.h"
 #include "trace.h"
 
@@ -77,18 +76,4 @@ TEST(Trace, AValueTheLibraryCouldNotComputeIsWrittenNanWhateverItsSign) {
     Trace t = readTrace(csv, "t.csv");
     ASSERT_EQ(t.rows.size(), 1u);
     EXPECT_TRUE(std::isnan(t.rows[0][static_cast<size_t>(t.column("vy"))]));
-}
-
-// ---- The plot script ----
-
-TEST(PlotScript, PlotsTheRequestedColumnsAtTheRequestedSize) {
-    PlotRequest r;
-    r.data = "t.csv";
-    r.width = 800;
-    r.height = 600;
-    r.t = 1, r.x = 2, r.y = 3, r.z = 4, r.fx = 8, r.fy = 9, r.fz = 10;
-    std::string s = gnuplotScript(r);
-    for (const char* part : {"set terminal pngcairo size 800,600", "'t.csv' skip 1 using 1:2 ",
-                             "using 1:10 ", "using 2:3 ", "using 3:4 ", "unset multiplot"})
-        EXPECT_NE(s.find(part), std::string::npos) << part;
 }
