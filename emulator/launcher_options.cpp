@@ -1,195 +1,158 @@
 #include "launcher_options.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <algorithm>
+#include <array>
+#include <cstring>
 #include <string>
 #include <vector>
 
-namespace qelemu {
+#include "command_line.h"
 
-const char kLauncherUsage[] =
-    "usage: qel-emulator [options] -- PROGRAM [ARGS...]\n"
-    "\n"
-    "Runs PROGRAM with emulated devices on emulated serial ports (/dev/ttyACM0, ...), visible\n"
-    "to it through the umockdev preload, and exits with PROGRAM's exit status.\n"
-    "\n"
-    "options:\n"
-    "  -n, --devices N       number of devices, 0 to 10 (default 1)\n"
-    "  -t, --type T          device type register of every device (default 1; 2 is the\n"
-    "                        other known type, any other value is reported as it is)\n"
-    "  -s, --serial S[,S..]  serial numbers, one per device (default 10001, 10002, ...)\n"
-    "  --pose A0,A1,..       joint angles in degrees: three arm joints, then wrist yaw,\n"
-    "                        pitch, roll (default 40,40,40,0,0,0)\n"
-    "  --position X,Y,Z      handle position in millimetres instead of joint angles\n"
-    "  --physics             the arm moves under the motor torques, gravity and friction\n"
-    "  --hand KIND[,KIND..]  a scripted hand on the handle (implies --physics), one kind for\n"
-    "                        every device or one per device (devices past the list have none):\n"
-    "                        hold (hold still at the hand's point), push (push along the\n"
-    "                        normal, up to the plane through the point), circle (follow a\n"
-    "                        circle of 20 mm about the point, one turn in 2 s), none\n"
-    "  --hand-point X,Y,Z    the hand's point in millimetres (default 0,0,200)\n"
-    "  --hand-normal X,Y,Z   the push direction and circle axis (default 0,0,1)\n"
-    "  --hand-force N        the push in newtons (default 2)\n"
-    "  --press-button SECONDS\n"
-    "                        device 1's button 0 goes down this long after the start\n"
-    "  --report              when PROGRAM has ended, print each device's state (drives, LEDs,\n"
-    "                        mode, cyclic frames served) to standard error\n"
-    "  --state FILE          registers are read from FILE at start and written to it when\n"
-    "                        the host commits them; device k > 1 uses FILE.k\n"
-    "  --decoy               add a port that looks like a device but is none (discovery\n"
-    "                        must skip it)\n"
-    "  -h, --help            this text\n"
-    "\n"
-    "Device defaults: encoder resolution 1048576 counts per turn, nominal torque 100 N*mm,\n"
-    "nominal current 2000 mA, encoder velocity in 1/128 turn per second.\n";
+namespace qelemu {
 
 namespace {
 
-std::vector<double> parseList(const char* text) {
-    std::vector<double> values;
-    const char* p = text;
-    while (*p) {
-        char* end = nullptr;
-        double v = std::strtod(p, &end);
-        if (end == p) return {};
-        values.push_back(v);
-        p = *end == ',' ? end + 1 : end;
-        if (*end != ',' && *end != '\0') return {};
+const char kAbout[] =
+    "Runs PROGRAM with emulated devices on emulated serial ports (/dev/ttyACM0, ...), visible\n"
+    "to it through the umockdev preload, and exits with PROGRAM's exit status.\n";
+
+const char kDefaults[] =
+    "Device defaults: encoder resolution 1048576 counts per turn, nominal torque 100 N*mm,\n"
+    "nominal current 2000 mA, encoder velocity in 1/128 turn per second.\n";
+
+// What the command line gives before it is spread over the devices.
+struct Given {
+    DeviceOptions device;
+    std::vector<uint32_t> serials;
+    std::vector<double> pose; // degrees
+    std::vector<HandScript::Kind> hands;
+    std::string stateFile;
+    bool decoy = false;
+};
+
+// Three numbers separated by commas, into a point or direction.
+CLI::Option* point(CLI::App& app, const std::string& name, double (&target)[3],
+                   const std::string& description) {
+    return app
+        .add_option_function<std::array<double, 3>>(
+            name,
+            [&target](const std::array<double, 3>& v) { std::copy(v.begin(), v.end(), target); },
+            description)
+        ->option_text("X,Y,Z")
+        ->delimiter(',')
+        ->check(qelcli::number(-1e4, 1e4));
+}
+
+void declare(CLI::App& app, LauncherOptions& options, Given& given) {
+    DeviceOptions& device = given.device;
+    app.add_option("-n,--devices", options.emulator.devices,
+                   "number of devices, 0 to 10 (default 1)")
+        ->option_text("N")
+        ->check(qelcli::integer(0, 10));
+    app.add_option("-t,--type", device.type,
+                   "device type register of every device (default 1; 2 is\n"
+                   "the other known type, any other value is reported as\n"
+                   "it is)")
+        ->option_text("T")
+        ->check(qelcli::integer(0, 65535));
+    app.add_option("-s,--serial", given.serials,
+                   "serial numbers, one per device (default 10001, 10002,\n...)")
+        ->option_text("S[,S..]")
+        ->delimiter(',')
+        ->check(qelcli::integer(0, 0xFFFFFFFF));
+    app.add_option("--pose", given.pose,
+                   "joint angles in degrees: three arm joints, then wrist\n"
+                   "yaw, pitch, roll (default 40,40,40,0,0,0)")
+        ->option_text("A0,A1,..")
+        ->delimiter(',')
+        ->expected(1, 6)
+        ->check(qelcli::number(-360, 360));
+    point(app, "--position", device.position,
+          "handle position in millimetres instead of joint angles");
+    app.add_flag("--physics", device.physics,
+                 "the arm moves under the motor torques, gravity and\nfriction");
+    qelcli::choice(app, "--hand", given.hands,
+                   {{"hold", HandScript::HoldStill},
+                    {"push", HandScript::PushPlane},
+                    {"circle", HandScript::FollowCircle},
+                    {"none", HandScript::None}},
+                   "a scripted hand on the handle (implies --physics), one\n"
+                   "kind for every device or one per device (devices past\n"
+                   "the list have none): hold (hold still at the hand's\n"
+                   "point), push (push along the normal, up to the plane\n"
+                   "through the point), circle (follow a circle of 20 mm\n"
+                   "about the point, one turn in 2 s), none")
+        ->option_text("KIND[,KIND..]")
+        ->delimiter(',');
+    point(app, "--hand-point", device.hand.point,
+          "the hand's point in millimetres (default 0,0,200)");
+    point(app, "--hand-normal", device.hand.normal,
+          "the push direction and circle axis (default 0,0,1)");
+    app.add_option("--hand-force", device.hand.force, "the push in newtons (default 2)")
+        ->option_text("N")
+        ->check(qelcli::number(-1e3, 1e3));
+    app.add_option("--press-button", options.buttonSeconds,
+                   "device 1's button 0 goes down this long after the start")
+        ->option_text("SECONDS")
+        ->check(qelcli::number(0, 1e6));
+    app.add_flag("--report", options.report,
+                 "when PROGRAM has ended, print each device's state\n"
+                 "(drives, LEDs, mode, cyclic frames served) to standard\n"
+                 "error");
+    app.add_option("--state", given.stateFile,
+                   "registers are read from FILE at start and written to it\n"
+                   "when the host commits them; device k > 1 uses FILE.k")
+        ->option_text("FILE");
+    app.add_flag("--decoy", given.decoy,
+                 "add a port that looks like a device but is none\n(discovery must skip it)");
+}
+
+// Spreads what was given over the devices.
+void build(const CLI::App& app, LauncherOptions& options, Given& given) {
+    DeviceOptions& device = given.device;
+    for (size_t k = 0; k < given.pose.size(); ++k)
+        device.jointAngles[k] = given.pose[k] * 3.1415926 / 180.0;
+    device.usePosition = app.count("--position") > 0;
+    if (!given.hands.empty()) device.physics = true;
+    for (int k = 0; k < options.emulator.devices; ++k) {
+        DeviceOptions d = device;
+        size_t index = static_cast<size_t>(k);
+        if (index < given.serials.size()) d.serialNumber = given.serials[index];
+        if (!given.stateFile.empty())
+            d.stateFile = k == 0 ? given.stateFile : given.stateFile + "." + std::to_string(k + 1);
+        if (given.hands.size() == 1)
+            d.hand.kind = given.hands[0];
+        else
+            d.hand.kind = index < given.hands.size() ? given.hands[index] : HandScript::None;
+        options.emulator.device.push_back(d);
     }
-    return values;
-}
-
-std::vector<std::string> splitWords(const std::string& text) {
-    std::vector<std::string> words;
-    size_t from = 0;
-    for (;;) {
-        size_t comma = text.find(',', from);
-        words.push_back(text.substr(from, comma - from));
-        if (comma == std::string::npos) return words;
-        from = comma + 1;
+    if (given.decoy) {
+        PortIdentity identity;
+        identity.model = "WPXComPort-decoy";
+        options.emulator.decoys.push_back(identity);
     }
-}
-
-bool handKind(const std::string& word, HandScript::Kind& kind) {
-    if (word == "hold")
-        kind = HandScript::HoldStill;
-    else if (word == "push")
-        kind = HandScript::PushPlane;
-    else if (word == "circle")
-        kind = HandScript::FollowCircle;
-    else if (word == "none")
-        kind = HandScript::None;
-    else
-        return false;
-    return true;
-}
-
-int usageError(const std::string& message) {
-    std::fprintf(stderr, "qel-emulator: %s\n(see qel-emulator --help)\n", message.c_str());
-    return 2;
 }
 
 } // namespace
 
 int parseLauncherOptions(int argc, char** argv, LauncherOptions& options) {
-    DeviceOptions device;
-    std::vector<double> serials;
-    std::vector<HandScript::Kind> hands;
-    std::string stateFile;
-    bool decoy = false;
-
-    for (int i = 1; i < argc; ++i) {
-        std::string arg = argv[i];
-        const char* missing = nullptr;
-        auto value = [&](const char* name) -> const char* {
-            if (i + 1 >= argc) {
-                missing = name;
-                return "";
-            }
-            return argv[++i];
-        };
-        auto vector3 = [&](const char* name, double out[3]) {
-            std::vector<double> v = parseList(value(name));
-            if (v.size() != 3) return false;
-            for (int k = 0; k < 3; ++k) out[k] = v[static_cast<size_t>(k)];
-            return true;
-        };
-        if (arg == "--") {
-            options.program = i + 1;
-            break;
-        } else if (arg == "-h" || arg == "--help") {
-            std::fputs(kLauncherUsage, stdout);
-            return 0;
-        } else if (arg == "-n" || arg == "--devices") {
-            options.emulator.devices = std::atoi(value("--devices"));
-            if (options.emulator.devices < 0 || options.emulator.devices > 10)
-                return usageError("--devices takes 0 to 10");
-        } else if (arg == "-t" || arg == "--type") {
-            device.type = std::atoi(value("--type"));
-        } else if (arg == "-s" || arg == "--serial") {
-            serials = parseList(value("--serial"));
-            if (serials.empty()) return usageError("--serial takes numbers separated by commas");
-        } else if (arg == "--pose") {
-            std::vector<double> deg = parseList(value("--pose"));
-            if (deg.empty() || deg.size() > 6) return usageError("--pose takes 1 to 6 angles");
-            for (size_t k = 0; k < deg.size(); ++k)
-                device.jointAngles[k] = deg[k] * 3.1415926 / 180.0;
-        } else if (arg == "--position") {
-            if (!vector3("--position", device.position))
-                return usageError("--position takes X,Y,Z");
-            device.usePosition = true;
-        } else if (arg == "--physics") {
-            device.physics = true;
-        } else if (arg == "--hand") {
-            hands.clear();
-            for (const std::string& word : splitWords(value("--hand"))) {
-                HandScript::Kind kind;
-                if (!handKind(word, kind))
-                    return usageError("--hand takes hold, push, circle or none");
-                hands.push_back(kind);
-            }
-            device.physics = true;
-        } else if (arg == "--hand-point") {
-            if (!vector3("--hand-point", device.hand.point))
-                return usageError("--hand-point takes X,Y,Z");
-        } else if (arg == "--hand-normal") {
-            if (!vector3("--hand-normal", device.hand.normal))
-                return usageError("--hand-normal takes X,Y,Z");
-        } else if (arg == "--hand-force") {
-            device.hand.force = std::atof(value("--hand-force"));
-        } else if (arg == "--press-button") {
-            options.buttonSeconds = std::atof(value("--press-button"));
-        } else if (arg == "--report") {
-            options.report = true;
-        } else if (arg == "--state") {
-            stateFile = value("--state");
-        } else if (arg == "--decoy") {
-            decoy = true;
-        } else {
-            return usageError("unknown option " + arg);
-        }
-        if (missing) return usageError(std::string(missing) + " needs a value");
+    CLI::App app(kAbout, "qel-emulator");
+    qelcli::style(app, "-- PROGRAM [ARGS...]");
+    app.footer(kDefaults);
+    Given given;
+    declare(app, options, given);
+    // The options end at "--"; the program's own command line follows.
+    char** dash =
+        std::find_if(argv + 1, argv + argc, [](const char* w) { return !std::strcmp(w, "--"); });
+    try {
+        std::vector<std::string> words(argv + 1, dash);
+        app.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+        if (dash + 1 >= argv + argc) throw CLI::RequiredError("PROGRAM after --");
+    } catch (const CLI::ParseError& e) {
+        return qelcli::finish(app, e);
     }
-    if (options.program < 0 || options.program >= argc)
-        return usageError("no program given after --");
-
-    for (int k = 0; k < options.emulator.devices; ++k) {
-        DeviceOptions d = device;
-        size_t index = static_cast<size_t>(k);
-        if (index < serials.size()) d.serialNumber = static_cast<uint32_t>(serials[index]);
-        if (!stateFile.empty())
-            d.stateFile = k == 0 ? stateFile : stateFile + "." + std::to_string(k + 1);
-        if (hands.size() == 1)
-            d.hand.kind = hands[0];
-        else
-            d.hand.kind = index < hands.size() ? hands[index] : HandScript::None;
-        options.emulator.device.push_back(d);
-    }
-    if (decoy) {
-        PortIdentity identity;
-        identity.model = "WPXComPort-decoy";
-        options.emulator.decoys.push_back(identity);
-    }
+    options.program = static_cast<int>(dash + 1 - argv);
+    build(app, options, given);
     return -1;
 }
 

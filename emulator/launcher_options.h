@@ -14,8 +14,6 @@ struct LauncherOptions {
     bool report = false;       // print each device's final state when the program has ended
 };
 
-extern const char kLauncherUsage[];
-
 // Parses argv into `options`. Returns -1 to go on, or the status to exit with at once (0
 // after --help, 2 after a usage error, which has been printed).
 int parseLauncherOptions(int argc, char** argv, LauncherOptions& options);

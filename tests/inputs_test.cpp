@@ -17,7 +17,6 @@ using qeltest::Bytes;
 using qeltest::frame;
 
 using InputFrames = qeltest::ReadyScriptedDeviceTest;
-using Inputs = qeltest::ReadyEmulatedDeviceTest;
 
 TEST_F(InputFrames, LedBitsAccumulateAndGoOutInTheirOwnFrame) {
     for (int i = 0; i < 3; ++i) peer->reply(frame({0xBE, cmd::SetLed, 0x01}));
@@ -129,24 +128,6 @@ TEST(HostTime, MonotonicNanosecondsAndSleepsLongerThanASecond) {
     double slept = (d.GetTime() - before) / 1e9;
     EXPECT_GE(slept, 1.05);
     EXPECT_LT(slept, 1.5);
-}
-
-TEST_F(Inputs, BrakesAndTheSerialNumberReachTheDevice) {
-    bool engaged = false;
-    ASSERT_EQ(device.SetBrakes(true), 1);
-    EXPECT_TRUE(emulated().brakes());
-    ASSERT_EQ(device.GetBrakes(&engaged), 1);
-    EXPECT_TRUE(engaged);
-    ASSERT_EQ(device.SetBrakes(false), 1);
-    EXPECT_FALSE(emulated().brakes());
-    ASSERT_EQ(device.GetBrakes(&engaged), 1);
-    EXPECT_FALSE(engaged);
-
-    // The serial number is a 32-bit parameter.
-    EXPECT_EQ(device.GetSerialNumber(), emulated().serialNumber());
-    ASSERT_EQ(device.SetSerialNumber(0x12345678u), 1);
-    EXPECT_EQ(emulated().serialNumber(), 0x12345678u);
-    EXPECT_EQ(device.GetSerialNumber(), 0x12345678u);
 }
 
 } // namespace

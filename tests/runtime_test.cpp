@@ -199,30 +199,6 @@ TEST_F(Runtime, UnknownTypeKeepsThePreviousModelAndSerialZeroCannotInitialise) {
     EXPECT_FALSE(closed.m_fInit);
 }
 
-TEST_F(Runtime, EncoderCountsFollowTheArmAcrossTheSingleTurnWrap) {
-    qelemu::Emulator& emu = start({deviceOfType(1)});
-    qelemu::Device& arm = emu.device(0);
-    QEL& device = ready(1);
-    ASSERT_EQ(device.GetCalibration(), 1);
-
-    // The calibrated range of the arm joints crosses the single-turn wrap at 2^20: at 80
-    // degrees the count is below it, at 40 and 5 degrees the device's single-turn count has
-    // wrapped and the host must add the turn back.
-    const double degree = 3.14159265358979 / 180;
-    for (double angle : {80.0, 40.0, 5.0}) {
-        double q[6] = {angle * degree, (angle - 3) * degree, (angle + 3) * degree, 0.1, -0.2, 0.3};
-        arm.setJointAngles(q);
-        uint32_t expected[6];
-        for (int i = 0; i < 6; ++i) expected[i] = arm.countForAngle(i, q[i]);
-        EXPECT_EQ(expected[0] >= (1u << 20), angle < 50) << "wrapped at " << angle;
-        auto arrived = [&] { return std::equal(expected, expected + 6, device.m_EncoderValue); };
-        EXPECT_TRUE(waitUntil(arrived))
-            << "at " << angle << " degrees channel 0 reads " << device.m_EncoderValue[0]
-            << ", the device counts " << expected[0];
-        EXPECT_EQ(device.m_EncoderSingleValue[0], expected[0] % (1u << 20));
-    }
-}
-
 TEST_F(Runtime, ComFreqCountsTheFramesTheDeviceAnswers) {
     qelemu::Emulator& emu = start({deviceOfType(1)});
     QEL& device = ready(1);

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <unistd.h>
 
@@ -16,26 +17,26 @@
 
 namespace qeltool {
 
-const char kCalibrateHelp[] =
-    "usage: qel-tool calibrate [load]\n"
-    "       qel-tool calibrate record [--time S] [--yes]\n"
+namespace {
+
+const char kCalibrateHelp[] = "load the stored limits, or record new ones and save them\n"
+                              "\n"
+                              "Without a command, as 'calibrate load'.\n";
+
+const char kLoadHelp[] =
+    "load the stored limits and show them\n"
     "\n"
-    "load (the default) loads the limits stored in the device, as an application does before\n"
-    "it reads positions, and shows them with the position they give.\n"
+    "Loads the limits stored in the device, as an application does before it reads\n"
+    "positions, and shows them with the position they give.\n";
+
+const char kRecordHelp[] =
+    "record new limits while the arm moves, and save them\n"
     "\n"
-    "record follows the encoders while you move the arm, and the wrist, slowly through their\n"
+    "Follows the encoders while you move the arm, and the wrist, slowly through their\n"
     "whole range, to each end stop. It ends after --time seconds, or earlier on Enter or q.\n"
     "It then shows the limits found next to the stored ones and, once confirmed, saves them\n"
     "in the device permanently. An axis that moved less than one degree keeps its stored\n"
-    "limits. Ctrl-C abandons the recording; nothing is saved.\n"
-    "\n"
-    "options:\n"
-    "  -t, --time S         the longest recording, seconds (default 60)\n"
-    "  -y, --yes            save without asking\n"
-    "      --progress       show the progress even when standard error is no "
-    "terminal\n" QELTOOL_SELECTION_HELP;
-
-namespace {
+    "limits. Ctrl-C abandons the recording; nothing is saved.\n";
 
 using Limits = std::array<unsigned int, 6>;
 
@@ -66,8 +67,7 @@ void printStored(const Stored& s) {
                     spanDegrees(s, axis));
 }
 
-int load(Args& args, const Selection& selection) {
-    args.finish();
+int load(const Selection& selection) {
     Device device(selection);
     device.init();
     device.loadCalibration();
@@ -124,14 +124,13 @@ bool confirm(const std::string& question) {
 
 struct Options {
     Selection selection;
-    std::optional<double> seconds;
+    double seconds = 60;
     bool yes = false;
     bool progress = false;
 };
 
-int record(Args& args, const Options& o) {
-    args.finish();
-    double seconds = o.seconds.value_or(60);
+int record(const Options& o) {
+    double seconds = o.seconds;
     bool progress = o.progress || isTerminal(STDERR_FILENO);
 
     Device device(o.selection);
@@ -208,21 +207,23 @@ int record(Args& args, const Options& o) {
 
 } // namespace
 
-int runCalibrate(Args& args) {
-    Options o;
-    o.selection = takeSelection(args);
-    if (std::optional<std::string> v = args.value({"-t", "--time"}))
-        o.seconds = parseNumber(*v, "the time", 0.1, 3600);
-    o.yes = args.flag({"-y", "--yes"});
-    o.progress = args.flag({"--progress"});
-    std::optional<std::string> action = args.next();
-    if (!action || *action == "load") {
-        if (o.seconds || o.yes || o.progress)
-            throw UsageError("--time, --yes and --progress are for calibrate record");
-        return load(args, o.selection);
-    }
-    if (*action == "record") return record(args, o);
-    throw UsageError("unknown action '" + *action + "': load or record");
+Command addCalibrate(CLI::App& tool) {
+    CLI::App* command = addSubcommand(tool, "calibrate", kCalibrateHelp);
+    auto o = std::make_shared<Options>();
+    addSelection(*command, o->selection);
+    addSubcommand(*command, "load", kLoadHelp);
+    CLI::App* recordCommand = addSubcommand(*command, "record", kRecordHelp);
+    recordCommand
+        ->add_option("-t,--time", o->seconds, "the longest recording, seconds (default 60)")
+        ->option_text("S")
+        ->check(qelcli::number(0.1, 3600));
+    recordCommand->add_flag("-y,--yes", o->yes, "save without asking");
+    recordCommand->add_flag("--progress", o->progress,
+                            "show the progress even when standard error is no\nterminal");
+    command->require_subcommand(0, 1);
+    return {command, [o, recordCommand] {
+                return recordCommand->parsed() ? record(*o) : load(o->selection);
+            }};
 }
 
 } // namespace qeltool

@@ -14,16 +14,14 @@
 
 namespace qeltool {
 
+namespace {
+
 const char kInfoHelp[] =
-    "usage: qel-tool info [-d N | --serial S]\n"
+    "identity, model parameters, registers and calibration of a device\n"
     "\n"
     "Shows what a device is: its port, serial number and type; the model parameters held in\n"
     "its registers and the geometry the library uses for its type; its model and identity\n"
-    "registers as stored; and the calibration limits stored for each encoder axis.\n"
-    "\n"
-    "options:\n" QELTOOL_SELECTION_HELP;
-
-namespace {
+    "registers as stored; and the calibration limits stored for each encoder axis.\n";
 
 void row(const char* label, const std::string& value) {
     std::printf("  %-22s %s\n", label, value.c_str());
@@ -166,11 +164,7 @@ void printCalibration(const Facts& f) {
     }
 }
 
-} // namespace
-
-int runInfo(Args& args) {
-    Selection selection = takeSelection(args);
-    args.finish();
+int info(const Selection& selection) {
     Facts facts;
     {
         Device device(selection);
@@ -181,6 +175,15 @@ int runInfo(Args& args) {
     printRegisters(facts);
     printCalibration(facts);
     return kOk;
+}
+
+} // namespace
+
+Command addInfo(CLI::App& tool) {
+    CLI::App* command = addSubcommand(tool, "info", kInfoHelp);
+    auto selection = std::make_shared<Selection>();
+    addSelection(*command, *selection);
+    return {command, [selection] { return info(*selection); }};
 }
 
 } // namespace qeltool

@@ -11,16 +11,17 @@
 
 namespace qeltool {
 
+namespace {
+
 const char kListHelp[] =
-    "usage: qel-tool list\n"
+    "the devices found: node, serial number, type\n"
     "\n"
     "Lists the devices found, one a line: the number by which the other commands address it\n"
     "(-d N), its serial port, its serial number and its device type. A device that cannot be\n"
     "opened is listed with the reason; the exit status is then that of its failure.\n"
     "No device found is not an error: the list is empty and the status 0.\n";
 
-int runList(Args& args) {
-    args.finish();
+int list() {
     std::vector<qeldiscovery::Port> ports = qeldiscovery::findPorts(QEL_MAX_DEVICES);
     int count = qelGetDeviceCount();
     if (count == 0) {
@@ -49,5 +50,9 @@ int runList(Args& args) {
     }
     return status;
 }
+
+} // namespace
+
+Command addList(CLI::App& tool) { return {addSubcommand(tool, "list", kListHelp), list}; }
 
 } // namespace qeltool

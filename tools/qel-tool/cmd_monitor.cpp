@@ -1,5 +1,7 @@
 // qel-tool monitor: a live one-screen view of the handle, redrawn in place.
 #include <cstdio>
+#include <memory>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -12,25 +14,22 @@
 
 namespace qeltool {
 
+namespace {
+
 const char kMonitorHelp[] =
-    "usage: qel-tool monitor [--rate HZ] [--time S | --count N] [--gravity] [--ansi | --plain]\n"
+    "a live view of position, orientation, velocity, buttons, force, drives\n"
     "\n"
     "Shows the handle's position, orientation, velocity, buttons, commanded force, the drives'\n"
     "state and the library's loop rate (cyclic exchanges per second, counted over each\n"
-    "second), redrawn in place. q or Ctrl-C ends it.\n"
-    "\n"
-    "options:\n"
-    "  -r, --rate HZ        refreshes per second, 0.1 to 100 (default 10)\n"
-    "  -t, --time S         end after S seconds\n"
-    "  -n, --count N        end after N refreshes\n"
-    "      --gravity        power the drives and render gravity compensation, so that the\n"
-    "                       handle floats; they are switched off again at the end\n"
-    "      --ansi           redraw in place even when standard output is no terminal\n"
-    "      --plain          print each refresh below the last, without escape sequences\n"
-    "                       (the default when standard output is no "
-    "terminal)\n" QELTOOL_SELECTION_HELP;
+    "second), redrawn in place. q or Ctrl-C ends it.\n";
 
-namespace {
+struct Options {
+    double rate = 10;
+    std::optional<double> seconds;
+    std::optional<long long> count;
+    bool gravity = false, ansi = false, plain = false;
+    Selection selection;
+};
 
 std::string triple(const char* label, const Vector& v, const char* const names[3], const char* unit,
                    int precision) {
@@ -106,31 +105,14 @@ struct HiddenCursor {
     }
 };
 
-} // namespace
+int monitor(const Options& o) {
+    bool ansi = o.ansi || (!o.plain && isTerminal(STDOUT_FILENO));
 
-int runMonitor(Args& args) {
-    double rate = 10;
-    if (std::optional<std::string> v = args.value({"-r", "--rate"}))
-        rate = parseNumber(*v, "the rate", 0.1, 100);
-    std::optional<double> seconds;
-    if (std::optional<std::string> v = args.value({"-t", "--time"}))
-        seconds = parseNumber(*v, "the time", 0, 7 * 24 * 3600.0);
-    std::optional<long long> count;
-    if (std::optional<std::string> v = args.value({"-n", "--count"}))
-        count = parseInteger(*v, "the count", 1, 1LL << 40);
-    bool gravity = args.flag({"--gravity"});
-    bool forceAnsi = args.flag({"--ansi"}), plain = args.flag({"--plain"});
-    Selection selection = takeSelection(args);
-    args.finish();
-    if (forceAnsi && plain) throw UsageError("--ansi and --plain exclude each other");
-    if (seconds && count) throw UsageError("--time and --count exclude each other");
-    bool ansi = forceAnsi || (!plain && isTerminal(STDOUT_FILENO));
-
-    Device device(selection);
+    Device device(o.selection);
     device.init();
     device.loadCalibration();
     device.awaitPosition();
-    if (gravity) device.render({0, 0, 0}, true);
+    if (o.gravity) device.render({0, 0, 0}, true);
     unsigned int serial = device.serialNumber();
 
     catchStopSignals();
@@ -138,7 +120,7 @@ int runMonitor(Args& args) {
     View view{device, serial, now()};
     int drawn = 0;
     HiddenCursor cursor(ansi);
-    double period = 1.0 / rate;
+    double period = 1.0 / o.rate;
     for (long refresh = 1;; ++refresh) {
         std::vector<std::string> lines = view.screen(refresh);
         if (keys.active()) lines.push_back("(q or Ctrl-C ends)");
@@ -150,9 +132,9 @@ int runMonitor(Args& args) {
         std::fflush(stdout);
         drawn = static_cast<int>(lines.size());
 
-        if (count && refresh >= *count) break;
+        if (o.count && refresh >= *o.count) break;
         double next = view.start + static_cast<double>(refresh) * period;
-        if (seconds && next - view.start > *seconds) break;
+        if (o.seconds && next - view.start > *o.seconds) break;
         bool quit = false;
         while (!quit && !stopRequested() && now() < next) {
             int key = keys.poll(static_cast<int>((next - now()) * 1000) + 1);
@@ -162,6 +144,37 @@ int runMonitor(Args& args) {
         if (quit || stopRequested()) break;
     }
     return kOk;
+}
+
+} // namespace
+
+Command addMonitor(CLI::App& tool) {
+    CLI::App* command = addSubcommand(tool, "monitor", kMonitorHelp);
+    auto o = std::make_shared<Options>();
+    command->add_option("-r,--rate", o->rate, "refreshes per second, 0.1 to 100 (default 10)")
+        ->option_text("HZ")
+        ->check(qelcli::number(0.1, 100));
+    CLI::Option* time = command->add_option("-t,--time", o->seconds, "end after S seconds")
+                            ->option_text("S")
+                            ->check(qelcli::number(0, 7 * 24 * 3600.0));
+    command->add_option("-n,--count", o->count, "end after N refreshes")
+        ->option_text("N")
+        ->check(qelcli::integer(1, 1LL << 40))
+        ->excludes(time);
+    command->add_flag("--gravity", o->gravity,
+                      "power the drives and render gravity compensation, so\n"
+                      "that the handle floats; they are switched off again at\n"
+                      "the end");
+    CLI::Option* ansi = command->add_flag(
+        "--ansi", o->ansi, "redraw in place even when standard output is no terminal");
+    command
+        ->add_flag("--plain", o->plain,
+                   "print each refresh below the last, without escape\n"
+                   "sequences (the default when standard output is no\n"
+                   "terminal)")
+        ->excludes(ansi);
+    addSelection(*command, o->selection);
+    return {command, [o] { return monitor(*o); }};
 }
 
 } // namespace qeltool

@@ -1,5 +1,7 @@
 // qel-tool param: device registers and parameters by number or name.
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "commands.h"
@@ -9,11 +11,10 @@
 
 namespace qeltool {
 
+namespace {
+
 const char kParamHelp[] =
-    "usage: qel-tool param get P [P...] [--int | --short] [--bare]\n"
-    "       qel-tool param set P VALUE [--int | --short]\n"
-    "       qel-tool param commit\n"
-    "       qel-tool param names\n"
+    "read, write and commit registers and parameters\n"
     "\n"
     "Reads and writes the device's registers. P is a register name (see 'param names') or a\n"
     "number: numbers 1 to 8 are the library's parameter numbers, which it translates to\n"
@@ -21,14 +22,15 @@ const char kParamHelp[] =
     "registers, low half first. Named and known registers have their own width; other\n"
     "numbers are read and written as 32-bit values unless --short is given.\n"
     "A write changes the device's working registers only; 'param commit' stores them all in\n"
-    "its permanent memory.\n"
-    "\n"
-    "options:\n"
-    "      --int            32-bit access\n"
-    "      --short          16-bit access (signed)\n"
-    "      --bare           print the values only, one a line\n" QELTOOL_SELECTION_HELP;
+    "its permanent memory.\n";
 
-namespace {
+// A number typed for a register or a value, checked once the register's width is known.
+long long integerIn(const std::string& text, const std::string& what, long long min,
+                    long long max) {
+    std::string problem = qelcli::integerProblem(text, min, max);
+    if (!problem.empty()) throw UsageError(what + ": " + problem);
+    return std::strtoll(text.c_str(), nullptr, 0);
+}
 
 struct Target {
     unsigned short number = 0;
@@ -44,7 +46,7 @@ Target resolve(const std::string& word, int widthOverride) {
         t.number = r->number;
         t.known = r;
     } else {
-        t.number = static_cast<unsigned short>(parseInteger(word, "a parameter", 0, 65535));
+        t.number = static_cast<unsigned short>(integerIn(word, "the parameter", 0, 65535));
         if (t.number > 8) t.known = registerAt(t.number);
     }
     if (t.known) {
@@ -62,12 +64,6 @@ Target resolve(const std::string& word, int widthOverride) {
     return t;
 }
 
-int takeWidth(Args& args) {
-    bool wide = args.flag({"--int"}), narrow = args.flag({"--short"});
-    if (wide && narrow) throw UsageError("--int and --short exclude each other");
-    return wide ? 32 : narrow ? 16 : 0;
-}
-
 std::string describe(const Target& t, unsigned int value) {
     char text[64];
     if (t.width == 16) {
@@ -80,18 +76,17 @@ std::string describe(const Target& t, unsigned int value) {
 }
 
 struct Options {
-    int width = 0;
+    std::vector<std::string> parameters; // get's P...
+    std::string parameter, value;        // set's P VALUE
+    bool wide = false, narrow = false;   // --int, --short
     bool bare = false;
     Selection selection;
+    int width() const { return wide ? 32 : narrow ? 16 : 0; }
 };
 
-int get(Args& args, const Options& o) {
-    std::vector<std::string> words;
-    while (std::optional<std::string> word = args.next()) words.push_back(*word);
-    if (words.empty()) throw UsageError("param get needs at least one parameter");
-    args.finish();
+int get(const Options& o) {
     std::vector<Target> targets;
-    for (const std::string& word : words) targets.push_back(resolve(word, o.width));
+    for (const std::string& word : o.parameters) targets.push_back(resolve(word, o.width()));
     Device device(o.selection);
     for (const Target& t : targets) {
         unsigned int value = t.width == 32
@@ -109,14 +104,12 @@ int get(Args& args, const Options& o) {
     return kOk;
 }
 
-int set(Args& args, const Options& o) {
-    if (o.bare) throw UsageError("--bare is for param get");
-    Target t = resolve(args.next("the parameter"), o.width);
-    std::string text = args.next("the value");
-    args.finish();
+int set(const Options& o) {
+    Target t = resolve(o.parameter, o.width());
+    const std::string& text = o.value;
     long long value = t.width == 32
-                          ? parseInteger(text, "a 32-bit value", -2147483648LL, 4294967295LL)
-                          : parseInteger(text, "a 16-bit value", -32768, 65535);
+                          ? integerIn(text, "the 32-bit value", -2147483648LL, 4294967295LL)
+                          : integerIn(text, "the 16-bit value", -32768, 65535);
     Device device(o.selection);
     unsigned int stored = static_cast<unsigned int>(value);
     if (t.width == 32) {
@@ -130,17 +123,14 @@ int set(Args& args, const Options& o) {
     return kOk;
 }
 
-int commit(Args& args, const Options& o) {
-    if (o.bare || o.width) throw UsageError("param commit takes no --bare, --int or --short");
-    args.finish();
+int commit(const Options& o) {
     Device device(o.selection);
     device.commit();
     std::printf("%s: registers stored permanently\n", device.name().c_str());
     return kOk;
 }
 
-int names(Args& args) {
-    args.finish();
+int names() {
     std::printf("%-16s %-9s %-6s %s\n", "NAME", "REGISTER", "BITS", "MEANING");
     for (const Register& r : knownRegisters()) {
         std::string numbers = std::to_string(r.number);
@@ -152,20 +142,36 @@ int names(Args& args) {
     return kOk;
 }
 
+// --int and --short, for get and set.
+void addWidth(CLI::App& command, Options& o) {
+    CLI::Option* wide = command.add_flag("--int", o.wide, "32-bit access");
+    command.add_flag("--short", o.narrow, "16-bit access (signed)")->excludes(wide);
+}
+
 } // namespace
 
-int runParam(Args& args) {
-    Options o;
-    o.width = takeWidth(args);
-    o.bare = args.flag({"--bare"});
-    o.selection = takeSelection(args);
-    std::optional<std::string> action = args.next();
-    if (!action) throw UsageError("param needs an action: get, set, commit or names");
-    if (*action == "get") return get(args, o);
-    if (*action == "set") return set(args, o);
-    if (*action == "commit") return commit(args, o);
-    if (*action == "names") return names(args);
-    throw UsageError("unknown action '" + *action + "': get, set, commit or names");
+Command addParam(CLI::App& tool) {
+    CLI::App* command = addSubcommand(tool, "param", kParamHelp);
+    auto o = std::make_shared<Options>();
+    addSelection(*command, o->selection);
+    CLI::App* getCommand = addSubcommand(*command, "get", "read parameters");
+    getCommand->add_option("P", o->parameters, "register names or numbers")->required();
+    addWidth(*getCommand, *o);
+    getCommand->add_flag("--bare", o->bare, "print the values only, one a line");
+    CLI::App* setCommand = addSubcommand(*command, "set", "write a parameter");
+    setCommand->add_option("P", o->parameter, "a register name or number")->required();
+    setCommand->add_option("VALUE", o->value, "its new value")->required();
+    addWidth(*setCommand, *o);
+    CLI::App* commitCommand =
+        addSubcommand(*command, "commit", "store the working registers permanently");
+    CLI::App* namesCommand = addSubcommand(*command, "names", "the registers known by name");
+    return {command, [=] {
+                if (getCommand->parsed()) return get(*o);
+                if (setCommand->parsed()) return set(*o);
+                if (commitCommand->parsed()) return commit(*o);
+                if (namesCommand->parsed()) return names();
+                throw UsageError("a command is needed: get, set, commit or names");
+            }};
 }
 
 } // namespace qeltool

@@ -1,4 +1,5 @@
 // qel-tool plot: a recorded trace drawn by gnuplot into a PNG file.
+#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -6,6 +7,8 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <string>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -18,19 +21,20 @@
 
 namespace qeltool {
 
+namespace {
+
 const char kPlotHelp[] =
-    "usage: qel-tool plot TRACE.csv [-o PICTURE.png] [--title TEXT] [--size W,H]\n"
+    "draw a recorded trace as a PNG picture (with gnuplot)\n"
     "\n"
     "Draws a trace written by 'qel-tool record' on one PNG page: the position and the\n"
     "commanded force against time, and the handle's path in the x-y and the y-z planes.\n"
-    "Needs gnuplot (Debian package gnuplot-nox).\n"
-    "\n"
-    "options:\n"
-    "  -o, --output FILE    the picture (default: the trace's name with .png)\n"
-    "      --title TEXT     the page's title (default: the trace's name)\n"
-    "      --size W,H       the picture's size in pixels (default 1200,900)\n";
+    "Needs gnuplot (Debian package gnuplot-nox).\n";
 
-namespace {
+struct Options {
+    std::string trace;
+    std::optional<std::string> output, title;
+    std::array<int, 2> size{1200, 900};
+};
 
 std::string defaultOutput(const std::string& trace) {
     const std::string csv = ".csv";
@@ -88,24 +92,13 @@ std::string runGnuplot(const std::string& script) {
     return news(messages);
 }
 
-} // namespace
-
-int runPlot(Args& args) {
+int plot(const Options& o) {
     PlotRequest request;
-    std::optional<std::string> output = args.value({"-o", "--output"});
-    std::optional<std::string> title = args.value({"--title"});
-    if (std::optional<std::string> size = args.value({"--size"})) {
-        size_t comma = size->find(',');
-        if (comma == std::string::npos) throw UsageError("--size takes W,H");
-        request.width =
-            static_cast<int>(parseInteger(size->substr(0, comma), "the width", 200, 10000));
-        request.height =
-            static_cast<int>(parseInteger(size->substr(comma + 1), "the height", 200, 10000));
-    }
-    request.data = args.next("the trace file");
-    args.finish();
-    request.output = output.value_or(defaultOutput(request.data));
-    request.title = title.value_or(request.data);
+    request.width = o.size[0];
+    request.height = o.size[1];
+    request.data = o.trace;
+    request.output = o.output.value_or(defaultOutput(request.data));
+    request.title = o.title.value_or(request.data);
 
     std::ifstream in(request.data);
     if (!in) throw Failure(kFailed, "cannot read " + request.data + ": " + std::strerror(errno));
@@ -127,6 +120,24 @@ int runPlot(Args& args) {
     std::fputs(messages.c_str(), stderr);
     std::printf("plotted %zu samples to %s\n", trace.rows.size(), request.output.c_str());
     return kOk;
+}
+
+} // namespace
+
+Command addPlot(CLI::App& tool) {
+    CLI::App* command = addSubcommand(tool, "plot", kPlotHelp);
+    auto o = std::make_shared<Options>();
+    command->add_option("TRACE.csv", o->trace, "a trace written by 'qel-tool record'")->required();
+    command
+        ->add_option("-o,--output", o->output, "the picture (default: the trace's name with .png)")
+        ->option_text("FILE");
+    command->add_option("--title", o->title, "the page's title (default: the trace's name)")
+        ->option_text("TEXT");
+    command->add_option("--size", o->size, "the picture's size in pixels (default 1200,900)")
+        ->option_text("W,H")
+        ->delimiter(',')
+        ->check(qelcli::integer(200, 10000));
+    return {command, [o] { return plot(*o); }};
 }
 
 } // namespace qeltool

@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "clock.h"
@@ -14,8 +16,10 @@
 
 namespace qeltool {
 
+namespace {
+
 const char kRecordHelp[] =
-    "usage: qel-tool record -o FILE [--rate HZ] [--time S] [--force FX,FY,FZ] [--gravity]\n"
+    "record a trace of the handle to a CSV file\n"
     "\n"
     "Samples the handle at a fixed rate for a fixed time and writes one CSV line per sample:\n"
     "  t_s                   time since the first sample, seconds\n"
@@ -27,18 +31,15 @@ const char kRecordHelp[] =
     "                        sampled counts (signed 16-bit, 32767 = nominal torque); 0 while\n"
     "                        nothing is rendered\n"
     "Nothing is rendered unless --force or --gravity is given: both power the drives.\n"
-    "\n"
-    "options:\n"
-    "  -o, --output FILE    the CSV file to write ('-' for standard output)\n"
-    "  -r, --rate HZ        samples per second, 1 to 5000 (default 100)\n"
-    "  -t, --time S         seconds to record (default 5)\n"
-    "      --force FX,FY,FZ render this force, in newtons, while recording\n"
-    "      --gravity        render gravity compensation while recording\n"
-    "      --progress       show the progress bar even when standard error is no terminal\n"
-    "  -q, --quiet          neither progress bar nor summary\n" QELTOOL_SELECTION_HELP "\n"
     "Ctrl-C ends the recording early; the samples taken so far stay in the file.\n";
 
-namespace {
+struct Options {
+    std::string path;
+    double rate = 100, seconds = 5;
+    std::optional<std::array<double, 3>> force;
+    bool gravity = false, progress = false, quiet = false;
+    Selection selection;
+};
 
 struct Output {
     std::FILE* file = nullptr;
@@ -55,46 +56,31 @@ void showProgress(double elapsed, double total, long samples) {
     std::fflush(stderr);
 }
 
-} // namespace
-
-int runRecord(Args& args) {
-    std::optional<std::string> path = args.value({"-o", "--output"});
-    double rate = 100, seconds = 5;
-    if (std::optional<std::string> v = args.value({"-r", "--rate"}))
-        rate = parseNumber(*v, "the rate", 1, 5000);
-    if (std::optional<std::string> v = args.value({"-t", "--time"}))
-        seconds = parseNumber(*v, "the time", 0.001, 7 * 24 * 3600.0);
-    std::optional<std::array<double, 3>> force;
-    if (std::optional<std::string> v = args.value({"--force"}))
-        force = parseTriple(*v, "the force");
-    bool gravity = args.flag({"--gravity"});
-    bool forceProgress = args.flag({"--progress"});
-    bool quiet = args.flag({"-q", "--quiet"});
-    Selection selection = takeSelection(args);
-    args.finish();
-    if (!path) throw UsageError("record needs an output file: -o FILE");
-    bool progress = !quiet && (forceProgress || isTerminal(2));
+int record(const Options& o) {
+    const std::string& path = o.path;
+    double rate = o.rate, seconds = o.seconds;
+    bool progress = !o.quiet && (o.progress || isTerminal(2));
 
     Output out;
-    if (*path == "-") {
+    if (path == "-") {
         out.file = stdout;
     } else {
-        out.file = std::fopen(path->c_str(), "w");
-        if (!out.file)
-            throw Failure(kFailed, "cannot write " + *path + ": " + std::strerror(errno));
+        out.file = std::fopen(path.c_str(), "w");
+        if (!out.file) throw Failure(kFailed, "cannot write " + path + ": " + std::strerror(errno));
         out.owned = true;
     }
-    std::string name = *path == "-" ? std::string("standard output") : *path;
+    std::string name = path == "-" ? std::string("standard output") : path;
 
     long total = std::max(1L, std::lround(rate * seconds));
     long taken = 0, late = 0;
     bool interrupted = false;
     {
-        Device device(selection);
+        Device device(o.selection);
         device.init();
         device.loadCalibration();
         device.awaitPosition();
-        if (force || gravity) device.render(force.value_or(std::array<double, 3>{}), gravity);
+        if (o.force || o.gravity)
+            device.render(o.force.value_or(std::array<double, 3>{}), o.gravity);
 
         catchStopSignals();
         std::fprintf(out.file, "%s\n", traceHeader().c_str());
@@ -130,12 +116,38 @@ int runRecord(Args& args) {
     if (interrupted)
         throw Failure(kFailed, "interrupted after " + std::to_string(taken) + " samples; " + name +
                                    " holds them");
-    if (!quiet) {
+    if (!o.quiet) {
         std::fprintf(stderr, "recorded %ld samples at %g Hz to %s", taken, rate, name.c_str());
         if (late) std::fprintf(stderr, " (%ld late)", late);
         std::fputc('\n', stderr);
     }
     return kOk;
+}
+
+} // namespace
+
+Command addRecord(CLI::App& tool) {
+    CLI::App* command = addSubcommand(tool, "record", kRecordHelp);
+    auto o = std::make_shared<Options>();
+    command->add_option("-o,--output", o->path, "the CSV file to write ('-' for standard output)")
+        ->option_text("FILE")
+        ->required();
+    command->add_option("-r,--rate", o->rate, "samples per second, 1 to 5000 (default 100)")
+        ->option_text("HZ")
+        ->check(qelcli::number(1, 5000));
+    command->add_option("-t,--time", o->seconds, "seconds to record (default 5)")
+        ->option_text("S")
+        ->check(qelcli::number(0.001, 7 * 24 * 3600.0));
+    command->add_option("--force", o->force, "render this force, in newtons, while recording")
+        ->option_text("FX,FY,FZ")
+        ->delimiter(',')
+        ->check(qelcli::number(-1e9, 1e9));
+    command->add_flag("--gravity", o->gravity, "render gravity compensation while recording");
+    command->add_flag("--progress", o->progress,
+                      "show the progress bar even when standard error is no\nterminal");
+    command->add_flag("-q,--quiet", o->quiet, "neither progress bar nor summary");
+    addSelection(*command, o->selection);
+    return {command, [o] { return record(*o); }};
 }
 
 } // namespace qeltool

@@ -1,29 +1,66 @@
 #include "commands.h"
 
-#include <cstring>
+#include <cstdio>
+#include <string>
+
+#include "failure.h"
+
+#ifndef QELTOOL_VERSION
+#define QELTOOL_VERSION "unknown"
+#endif
 
 namespace qeltool {
 
-const std::vector<Command>& commands() {
-    static const std::vector<Command> table = {
-        {"list", "the devices found: node, serial number, type", kListHelp, runList},
-        {"info", "identity, model parameters, registers and calibration of a device", kInfoHelp,
-         runInfo},
-        {"monitor", "a live view of position, orientation, velocity, buttons, force, drives",
-         kMonitorHelp, runMonitor},
-        {"calibrate", "load the stored limits, or record new ones and save them", kCalibrateHelp,
-         runCalibrate},
-        {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
-        {"record", "record a trace of the handle to a CSV file", kRecordHelp, runRecord},
-        {"plot", "draw a recorded trace as a PNG picture (with gnuplot)", kPlotHelp, runPlot},
+const std::vector<AddCommand>& commandTable() {
+    static const std::vector<AddCommand> table = {
+        addList, addInfo, addMonitor, addCalibrate, addParam, addRecord, addPlot,
     };
     return table;
 }
 
-const Command* findCommand(const char* name) {
-    for (const Command& c : commands())
-        if (std::strcmp(c.name, name) == 0) return &c;
-    return nullptr;
+CLI::App* addSubcommand(CLI::App& tool, const char* name, const char* description) {
+    CLI::App* command = tool.add_subcommand(name, description);
+    qelcli::style(*command);
+    command->group("commands");
+    command->footer("");
+    // The device selection and other options of a command may follow its action's name.
+    command->fallthrough();
+    return command;
+}
+
+int runTool(std::vector<std::string> words) {
+    CLI::App tool("a device's tool: list, inspect, watch, calibrate, configure, record, plot",
+                  "qel-tool");
+    qelcli::style(tool);
+    tool.set_version_flag("--version", "qel-tool " QELTOOL_VERSION, "the tool's version");
+    tool.footer(kExitStatusHelp);
+    std::vector<Command> commands;
+    for (AddCommand add : commandTable()) commands.push_back(add(tool));
+
+    // "qel-tool help [COMMAND]" is "qel-tool [COMMAND] --help".
+    if (!words.empty() && words[0] == "help") {
+        words.erase(words.begin());
+        words.push_back("--help");
+    }
+    try {
+        tool.parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    } catch (const CLI::ParseError& e) {
+        return qelcli::finish(tool, e);
+    }
+    std::string who = qelcli::commandPath(tool);
+    try {
+        for (const Command& command : commands)
+            if (command.app->parsed()) return command.run();
+        throw UsageError("a command is needed (see qel-tool --help)");
+    } catch (const Failure& e) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "%s: %s\n", who.c_str(), e.what());
+        return e.status;
+    } catch (const std::exception& e) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "%s: %s\n", who.c_str(), e.what());
+        return kFailed;
+    }
 }
 
 const char kExitStatusHelp[] =

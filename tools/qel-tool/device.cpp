@@ -6,14 +6,18 @@
 
 namespace qeltool {
 
-Selection takeSelection(Args& args) {
-    Selection selection;
-    if (std::optional<std::string> id = args.value({"-d", "--device"}))
-        selection.id = static_cast<int>(parseInteger(*id, "the device number", 1, 10));
-    if (std::optional<std::string> serial = args.value({"--serial"}))
-        selection.serial =
-            static_cast<unsigned int>(parseInteger(*serial, "the serial number", 1, 0xFFFFFFFF));
-    return selection;
+void addSelection(CLI::App& command, Selection& selection) {
+    command
+        .add_option("-d,--device", selection.id,
+                    "the device to use, numbered from 1 as 'qel-tool list'\nshows (default 1)")
+        ->option_text("N")
+        ->check(qelcli::integer(1, 10));
+    command
+        .add_option_function<unsigned int>(
+            "--serial", [&selection](unsigned int serial) { selection.serial = serial; },
+            "the device with serial number S instead")
+        ->option_text("S")
+        ->check(qelcli::integer(1, 0xFFFFFFFF));
 }
 
 namespace {

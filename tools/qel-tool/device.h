@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "args.h"
+#include "command_line.h"
 
 namespace qeltool {
 
@@ -16,11 +16,8 @@ struct Selection {
     int id = 1;
     std::optional<unsigned int> serial;
 };
-Selection takeSelection(Args& args);
-#define QELTOOL_SELECTION_HELP                                                                     \
-    "  -d, --device N       the device to use, numbered from 1 as 'qel-tool list' shows\n"         \
-    "                       (default 1)\n"                                                         \
-    "      --serial S       the device with serial number S instead\n"
+// Adds -d/--device and --serial to a command, to fill `selection`.
+void addSelection(CLI::App& command, Selection& selection);
 
 using Vector = std::array<double, 3>;
 

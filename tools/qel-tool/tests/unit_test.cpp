@@ -1,5 +1,5 @@
-// The tool's parts that need no device: the command line, the classification of library
-// errors into exit statuses, the limit tracker, the progress bar, traces and the plot script.
+// The tool's parts that need no device: the classification of library errors into exit
+// statuses, the limit tracker, the progress bar and traces.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -7,25 +7,13 @@
 #include <set>
 #include <sstream>
 
-#include "args.h"
 #include "commands.h"
 #include "failure.h"
 #include "limits.h"
-#include "plot_script.h"
 #include "terminal.h"
 #include "trace.h"
 
 using namespace qeltool;
-
-// ---- The command line ----
-
-TEST(Args, NumbersAreCheckedForFormAndRange) {
-    for (const char* bad : {"12a", "", " 5", "101"})
-        EXPECT_THROW(parseInteger(bad, "n", 0, 100), UsageError) << bad;
-    EXPECT_THROW(parseNumber("11", "x", 0, 10), UsageError);
-    for (const char* bad : {"1,2", "1,2,3,4", "1,,3"})
-        EXPECT_THROW(parseTriple(bad, "f"), UsageError) << bad;
-}
 
 // ---- Library errors and exit statuses ----
 
@@ -88,18 +76,4 @@ TEST(Trace, AValueTheLibraryCouldNotComputeIsWrittenNanWhateverItsSign) {
     Trace t = readTrace(csv, "t.csv");
     ASSERT_EQ(t.rows.size(), 1u);
     EXPECT_TRUE(std::isnan(t.rows[0][static_cast<size_t>(t.column("vy"))]));
-}
-
-// ---- The plot script ----
-
-TEST(PlotScript, PlotsTheRequestedColumnsAtTheRequestedSize) {
-    PlotRequest r;
-    r.data = "t.csv";
-    r.width = 800;
-    r.height = 600;
-    r.t = 1, r.x = 2, r.y = 3, r.z = 4, r.fx = 8, r.fy = 9, r.fz = 10;
-    std::string s = gnuplotScript(r);
-    for (const char* part : {"set terminal pngcairo size 800,600", "'t.csv' skip 1 using 1:2 ",
-                             "using 1:10 ", "using 2:3 ", "using 3:4 ", "unset multiplot"})
-        EXPECT_NE(s.find(part), std::string::npos) << part;
 }
