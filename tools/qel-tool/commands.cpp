@@ -37,10 +37,13 @@ int runTool(std::vector<std::string> words) {
     std::vector<Command> commands;
     for (AddCommand add : commandTable()) commands.push_back(add(tool));
 
-    // "qel-tool help [COMMAND]" is "qel-tool [COMMAND] --help".
+    // "qel-tool help [COMMAND]" is "qel-tool [COMMAND] --help"; an unknown command is refused.
     if (!words.empty() && words[0] == "help") {
         words.erase(words.begin());
-        words.push_back("--help");
+        bool known = words.empty();
+        for (const Command& command : commands)
+            known = known || command.app->get_name() == words[0];
+        if (known) words.push_back("--help");
     }
     try {
         tool.parse(std::vector<std::string>(words.rbegin(), words.rend()));
