@@ -11,6 +11,7 @@ int parseOptions(int argc, char** argv, Options& options) {
                  "The DDS domain is ROS_DOMAIN_ID (default 0); Cyclone DDS reads its "
                  "configuration from CYCLONEDDS_URI.",
                  "qel-bridge"};
+    app.set_version_flag("--version", QEL_BRIDGE_VERSION);
     app.add_option("-s,--serial", options.serials,
                    "serve only the devices with these serial numbers (default: every device)")
         ->delimiter(',');
