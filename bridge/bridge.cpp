@@ -85,6 +85,9 @@ bool Bridge::openDevices() {
         startOn(*d, link);
     }
     probedCount_ = count;
+    for (auto& d : devices_)
+        if (!d->link.isOpen())
+            std::fprintf(stderr, "qel-bridge: device %u not found; waiting for it\n", d->serial);
     if (devices_.empty()) std::fprintf(stderr, "qel-bridge: no device found\n");
     return !devices_.empty();
 }

@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <cstdlib>
 
 namespace bridge {
@@ -47,10 +48,18 @@ int parseOptions(int argc, char** argv, Options& options) {
     } catch (const CLI::ParseError& e) {
         return app.exit(e);
     }
-    if (const char* domain = std::getenv("ROS_DOMAIN_ID")) {
+    // Unset or empty: domain 0, as for ROS 2.
+    const char* domain = std::getenv("ROS_DOMAIN_ID");
+    if (domain && *domain) {
         char* end = nullptr;
         long value = std::strtol(domain, &end, 10);
-        if (*domain && *end == '\0' && value >= 0 && value <= 232) options.domain = int(value);
+        if (*end == '\0' && value >= 0 && value <= 232) {
+            options.domain = int(value);
+        } else {
+            std::fprintf(stderr, "qel-bridge: ROS_DOMAIN_ID=%s is not a domain (0 to 232)\n",
+                         domain);
+            return 2;
+        }
     }
     return -1;
 }
