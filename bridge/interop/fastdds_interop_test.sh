@@ -3,6 +3,7 @@
 # device's pose, a force command and the rendered force, on the loopback interface only.
 #   fastdds_interop_test.sh QEL_EMULATOR QEL_BRIDGE FASTDDS_PEER
 set -eu
+: "${CYCLONEDDS_URI:?must name the loopback configuration (ctest sets it)}"
 emulator=$1 bridge=$2 peer=$3
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT

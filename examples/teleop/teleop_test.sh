@@ -4,6 +4,7 @@
 # bridges' topics only, follows it closely; both bridges switch their drives off at the end.
 #   teleop_test.sh QEL_EMULATOR QEL_BRIDGE TELEOP
 set -eu
+: "${CYCLONEDDS_URI:?must name the loopback configuration (ctest sets it)}"
 emulator=$1 bridge=$2 teleop=$3
 dir=$(mktemp -d)
 trap 'kill $(jobs -p) 2>/dev/null || true; rm -rf "$dir"' EXIT
