@@ -49,7 +49,6 @@ bool Bridge::startOn(Served& d, DeviceLink& link) {
         return false;
     }
     d.link = link;
-    d.ready = false;
     d.error.clear();
     d.guard.reset();
     std::fprintf(stderr, "qel-bridge: device %u (interface device %d) on %s\n", d.serial,
@@ -98,7 +97,6 @@ void Bridge::lose(Served& d, const std::string& error) {
     d.error = error;
     d.link.close();
     d.guard.reset();
-    d.ready = false;
     probedCount_ = -1; // look again at once
 }
 
@@ -137,7 +135,6 @@ void Bridge::serve(Served& d, double now) {
         if (!error.empty()) lose(d, error);
         return;
     }
-    d.ready = true;
     // Never faster than the device's own loop: each publication carries a fresh state.
     double rate = options_.rate;
     if (d.state.loopRate > 0) rate = std::min(rate, d.state.loopRate);

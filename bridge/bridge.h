@@ -38,7 +38,6 @@ private:
         DeviceTopics topics;
         CommandGuard guard;
         DeviceState state = {};
-        bool ready = false;
         std::string error;
         unsigned long reopened = 0, published = 0, ignored = 0;
         double lastPublish = -1;

@@ -103,8 +103,12 @@ DeviceTopics::DeviceTopics(dds_entity_t participant, const std::string& ns) {
 }
 
 DeviceTopics::~DeviceTopics() {
-    for (dds_entity_t e : {pose_, twist_, joy_, joints_, wrench_, forceCommand_, forceOutput_})
-        dds_delete(dds_get_topic(e)), dds_delete(e);
+    // A topic can go only once its reader or writer has gone.
+    for (dds_entity_t e : {pose_, twist_, joy_, joints_, wrench_, forceCommand_, forceOutput_}) {
+        dds_entity_t topic = dds_get_topic(e);
+        dds_delete(e);
+        dds_delete(topic);
+    }
 }
 
 void DeviceTopics::publish(const DeviceState& s, const double force[3], bool hasWrist) {

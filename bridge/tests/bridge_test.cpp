@@ -3,6 +3,7 @@
 // loopback interface (CYCLONEDDS_URI); each test has a domain of its own.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -316,38 +317,45 @@ TEST(Bridge, TwistFollowsThePosesAndAnUnpluggedDeviceComesBack) {
     Child bridge({bridgeProgram()});
     ASSERT_TRUE(waitFor<Pose>(pose2, 10, [](const Pose&) { return true; })) << bridge.log();
 
-    // Velocity from poses 0.2 s apart against the twist's mean over the same span.
-    int agreed = 0, compared = 0;
-    double t0 = -1, p0[3] = {}, sum[3] = {};
-    int twists = 0;
-    auto start = Clock::now();
-    while (seconds(start) < 2.5) {
-        waitFor<Twist>(twist2, 0, [&](const Twist& t) {
-            sum[0] += t.twist.linear.x, sum[1] += t.twist.linear.y, sum[2] += t.twist.linear.z;
-            ++twists;
-            return false;
-        });
-        waitFor<Pose>(pose2, 0.002, [&](const Pose& p) {
-            double t = p.header.stamp.sec + p.header.stamp.nanosec * 1e-9;
+    // The twist integrated over 0.2 s spans against the poses' displacement over the same
+    // spans. Pose and twist of one pass carry one stamp, so the spans match however unevenly
+    // the bridge publishes. On a loaded machine the emulated arm's time falls behind the wall
+    // clock (its steps are capped), which shortens the displacement: the check asks for the
+    // direction and the scale, which a wrong sign, axis or unit gets wrong by far more.
+    std::vector<std::array<double, 4>> poses, twists; // stamp, x, y, z
+    auto stamp = [](const auto& header) { return header.stamp.sec + header.stamp.nanosec * 1e-9; };
+    for (auto start = Clock::now(); seconds(start) < 2.5;) {
+        waitFor<Pose>(pose2, 0.01, [&](const Pose& p) {
             const auto& q = p.pose.position;
-            if (t0 < 0) {
-                t0 = t, p0[0] = q.x, p0[1] = q.y, p0[2] = q.z, sum[0] = sum[1] = sum[2] = 0,
-                twists = 0;
-            } else if (t - t0 >= 0.2 && twists > 0) {
-                double v[3] = {(q.x - p0[0]) / (t - t0), (q.y - p0[1]) / (t - t0),
-                               (q.z - p0[2]) / (t - t0)};
-                double error = std::hypot(v[0] - sum[0] / twists, v[1] - sum[1] / twists,
-                                          v[2] - sum[2] / twists);
-                double speed = std::hypot(v[0], v[1], v[2]);
-                ++compared;
-                if (speed > 0.02 && error < 0.3 * speed) ++agreed;
-                t0 = -1;
-            }
-            return false;
+            return poses.push_back({stamp(p.header), q.x, q.y, q.z}), false;
+        });
+        waitFor<Twist>(twist2, 0, [&](const Twist& t) {
+            const auto& v = t.twist.linear;
+            return twists.push_back({stamp(t.header), v.x, v.y, v.z}), false;
         });
     }
+    int agreed = 0, compared = 0;
+    size_t from = 0, k = 1;
+    for (size_t to = 1; to < poses.size(); ++to) {
+        if (poses[to][0] - poses[from][0] < 0.2) continue;
+        double integrated[3] = {0, 0, 0}, moved[3];
+        for (; k < twists.size() && twists[k][0] <= poses[to][0]; ++k)
+            if (twists[k][0] > poses[from][0])
+                for (int i = 0; i < 3; ++i)
+                    integrated[i] += twists[k][i + 1] * (twists[k][0] - twists[k - 1][0]);
+        for (int i = 0; i < 3; ++i) moved[i] = poses[to][i + 1] - poses[from][i + 1];
+        double distance = std::hypot(moved[0], moved[1], moved[2]);
+        double length = std::hypot(integrated[0], integrated[1], integrated[2]);
+        double cosine =
+            (integrated[0] * moved[0] + integrated[1] * moved[1] + integrated[2] * moved[2]) /
+            (distance * length + 1e-12);
+        ++compared;
+        if (distance > 0.004 && cosine > 0.9 && distance / length > 0.4 && distance / length < 1.3)
+            ++agreed;
+        from = to;
+    }
     EXPECT_GE(compared, 8);
-    EXPECT_GE(agreed, compared * 2 / 3) << agreed << " of " << compared;
+    EXPECT_GE(agreed, compared * 3 / 4) << agreed << " of " << compared;
 
     emulator.unplug(1);
     EXPECT_TRUE(waitFor<Diagnostics>(diagnostics, 3, [](const Diagnostics& d) {
