@@ -198,7 +198,9 @@ void Bridge::publishDiagnostics(double elapsed) {
 }
 
 void Bridge::run(const std::atomic<bool>& stop) {
-    const double start = monotonic(), period = 1.0 / options_.rate;
+    // Commands are taken and the force stepped at least a thousand times a second, whatever
+    // the publishing rate: the guard's ramps and the watchdog need it.
+    const double start = monotonic(), period = 1.0 / std::max(options_.rate, 1000.0);
     double next = start, lastDiagnostics = start, lastSearch = start;
     std::vector<const DeviceTopics*> topics;
     std::vector<const DeviceState*> states;

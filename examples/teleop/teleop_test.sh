@@ -1,7 +1,8 @@
 #!/bin/sh
 # teleop against two emulated arms, each behind its own qel-bridge, on the loopback interface:
 # the scripted hand moves the leader round a circle and the follower, pulled through the
-# bridges' topics only, follows it closely; both bridges switch their drives off at the end.
+# bridges' topics only, follows it closely (uncoupled, the gap would stay near 30 mm); both
+# bridges switch their drives off at the end.
 #   teleop_test.sh QEL_EMULATOR QEL_BRIDGE TELEOP
 set -eu
 : "${CYCLONEDDS_URI:?must name the loopback configuration (ctest sets it)}"
@@ -25,6 +26,6 @@ grep -q 'device 2: drives off, closed' "$dir/follower.log" || fail "the follower
 grep -q '^teleop: latency .* median [0-9.]* ms, 99th percentile [0-9.]* ms' "$dir/teleop.out" ||
     fail "no latency"
 mean=$(sed -n 's/^teleop: gap \([0-9.]*\) mm on average.*/\1/p' "$dir/teleop.out")
-awk -v mean="$mean" 'BEGIN { exit !(mean != "" && mean < 8) }' ||
+awk -v mean="$mean" 'BEGIN { exit !(mean != "" && mean < 12) }' ||
     fail "the follower did not follow (mean gap $mean mm)"
 echo "teleop: mean gap $mean mm; all checks passed"
