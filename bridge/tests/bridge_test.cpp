@@ -320,8 +320,9 @@ TEST(Bridge, TwistFollowsThePosesAndAnUnpluggedDeviceComesBack) {
     // The twist integrated over 0.2 s spans against the poses' displacement over the same
     // spans. Pose and twist of one pass carry one stamp, so the spans match however unevenly
     // the bridge publishes. On a loaded machine the emulated arm's time falls behind the wall
-    // clock (its steps are capped), which shortens the displacement: the check asks for the
-    // direction and the scale, which a wrong sign, axis or unit gets wrong by far more.
+    // clock (its steps are capped), which shortens the displacement, by half and more: the check
+    // asks for the direction and the scale within that, which a wrong sign, axis or unit (a
+    // thousand, or two pi) misses by far more.
     std::vector<std::array<double, 4>> poses, twists; // stamp, x, y, z
     auto stamp = [](const auto& header) { return header.stamp.sec + header.stamp.nanosec * 1e-9; };
     for (auto start = Clock::now(); seconds(start) < 2.5;) {
@@ -335,6 +336,7 @@ TEST(Bridge, TwistFollowsThePosesAndAnUnpluggedDeviceComesBack) {
         });
     }
     int agreed = 0, compared = 0;
+    std::ostringstream spans; // displacement / integrated twist @ cosine, per span
     size_t from = 0, k = 1;
     for (size_t to = 1; to < poses.size(); ++to) {
         if (poses[to][0] - poses[from][0] < 0.2) continue;
@@ -350,12 +352,13 @@ TEST(Bridge, TwistFollowsThePosesAndAnUnpluggedDeviceComesBack) {
             (integrated[0] * moved[0] + integrated[1] * moved[1] + integrated[2] * moved[2]) /
             (distance * length + 1e-12);
         ++compared;
-        if (distance > 0.004 && cosine > 0.9 && distance / length > 0.4 && distance / length < 1.3)
+        if (distance > 0.004 && cosine > 0.9 && distance / length > 0.2 && distance / length < 1.3)
             ++agreed;
+        spans << " " << distance / length << "@" << cosine;
         from = to;
     }
     EXPECT_GE(compared, 8);
-    EXPECT_GE(agreed, compared * 3 / 4) << agreed << " of " << compared;
+    EXPECT_GE(agreed, compared * 3 / 4) << agreed << " of " << compared << ":" << spans.str();
 
     emulator.unplug(1);
     EXPECT_TRUE(waitFor<Diagnostics>(diagnostics, 3, [](const Diagnostics& d) {
