@@ -30,7 +30,7 @@ void report(qelemu::Emulator& emulator) {
                      "qel-emulator: device %d (serial %u): drives %s, LEDs 0x%02x, mode 0x%02x, "
                      "%llu cyclic frames, motors %d,%d,%d\n",
                      k + 1, d.serialNumber(), d.drivesEnabled() ? "on" : "off", d.leds(), d.mode(),
-                     static_cast<unsigned long long>(d.frames(0xB0)), d.motorCommand(0),
+                     static_cast<unsigned long long>(d.frames(qelemu::cmd::Cyclic)), d.motorCommand(0),
                      d.motorCommand(1), d.motorCommand(2));
     }
 }
