@@ -8,6 +8,7 @@
 #include "failure.h"
 #include "limits.h"
 #include "model.h"
+#include "port_in_use.h"
 #include "ports.h"
 #include "registers.h"
 
@@ -173,6 +174,14 @@ void printCalibration(const Facts& f) {
 int runInfo(Args& args) {
     Selection selection = takeSelection(args);
     args.finish();
+    if (!selection.serial) {
+        std::vector<Port> ports = findPorts();
+        size_t index = static_cast<size_t>(selection.id - 1);
+        // The status is that of the open it spares: device error 16.
+        if (index < ports.size() && portInUse(ports[index].node))
+            throw Failure(36, "device " + std::to_string(selection.id) + " (" + ports[index].node +
+                                  ") is in use by another program");
+    }
     Facts facts;
     int id = 0;
     {

@@ -6,6 +6,7 @@
 #include "commands.h"
 #include "device.h"
 #include "failure.h"
+#include "port_in_use.h"
 #include "ports.h"
 #include "registers.h"
 
@@ -16,7 +17,8 @@ const char kListHelp[] =
     "\n"
     "Lists the devices found, one a line: the number by which the other commands address it\n"
     "(-d N), its serial port, its serial number and its device type. A device that cannot be\n"
-    "opened is listed with the reason; the exit status is then that of its failure.\n"
+    "opened is listed with the reason; the exit status is then that of its failure. A device\n"
+    "that another program holds open is listed as in use, without opening it.\n"
     "No device found is not an error: the list is empty and the status 0.\n";
 
 int runList(Args& args) {
@@ -33,6 +35,10 @@ int runList(Args& args) {
         std::string node = static_cast<size_t>(id) <= ports.size()
                                ? ports[static_cast<size_t>(id - 1)].node
                                : std::string("?");
+        if (node != "?" && portInUse(node)) {
+            std::printf("%-3d %-16s %-10s %s\n", id, node.c_str(), "-", "in use");
+            continue;
+        }
         try {
             Selection selection;
             selection.id = id;
