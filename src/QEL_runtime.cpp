@@ -42,7 +42,8 @@ void QEL::RefreshPass(RefreshWork& work) {
     for (int i = 0; i < m_OutputDOF && i < 3; ++i) m_MotorCurrent[i] = work.motorCurrent[i];
     for (int i = 0; i < 6; ++i) work.encoders[i] = m_EncoderValue[i];
     if (readFlag(m_fCalibrate)) {
-        EncToOpPos(work.encoders, m_Position, m_Orientation);
+        if (EncToOpPos(work.encoders, m_Position, m_Orientation))
+            m_CalibratedPasses.fetch_add(1, std::memory_order_release);
         if (readFlag(m_fForceEnable) && readFlag(m_fDeviceEnable))
             OpFrcToMot(m_Force, work.encoders, m_MotorDACValue);
     }
@@ -116,3 +117,18 @@ bool QEL::AwaitRefreshThreadsLeft(int64_t timeoutNs) {
 }
 
 bool QEL::AwaitRefreshThreadsLeft() { return AwaitRefreshThreadsLeft(kExchangeBoundNs); }
+
+// The pass that ends first after the call may have read its counts, or the calibration flag,
+// before the calibration; the one after it began afterwards. Without a running refresh thread
+// there is nothing to wait for.
+void QEL::AwaitCalibratedPass() {
+    if (m_LiveRefreshThreads.load(std::memory_order_acquire) == 0 || readFlag(fThreadFinish))
+        return;
+    const unsigned start = m_CalibratedPasses.load(std::memory_order_acquire);
+    const int64_t deadline = GetNanoSeconds() + kExchangeBoundNs;
+    while (m_CalibratedPasses.load(std::memory_order_acquire) - start < 2 &&
+           GetNanoSeconds() < deadline) {
+        struct timespec pause = {0, 20000};
+        nanosleep(&pause, nullptr);
+    }
+}
