@@ -126,9 +126,10 @@ void QEL::AwaitCalibratedPass() {
         return;
     const unsigned start = m_CalibratedPasses.load(std::memory_order_acquire);
     const int64_t deadline = GetNanoSeconds() + kExchangeBoundNs;
-    while (m_CalibratedPasses.load(std::memory_order_acquire) - start < 2 &&
+    // A pending error stops the passes: there is nothing to wait for then either.
+    while (m_CalibratedPasses.load(std::memory_order_acquire) - start < 2 && m_ErrCode == 0 &&
            GetNanoSeconds() < deadline) {
-        struct timespec pause = {0, 20000};
+        struct timespec pause = {0, 200000};
         nanosleep(&pause, nullptr);
     }
 }

@@ -157,24 +157,18 @@ TEST_F(Safety, NonFiniteForceIsNoForceAlongItsAxis) {
 TEST(Calibration, ReturnsOnlyOnceThePositionIsSolved) {
     hal::UartDevices::settleMicroseconds = 0;
     qelemu::Emulator emulator;
-    QEL device;
     ASSERT_EQ(QEL::GetDeviceCount(), 1);
-    ASSERT_EQ(device.Open(1), 1);
-    ASSERT_EQ(device.Initialize(), 1);
-    qelemu::Device& emulated = emulator.device(0);
+    QEL device;
+    // Each round a first calibration: the device is brought up afresh, its position reset.
     for (int round = 0; round < 1000; ++round) {
-        // Back to the uncalibrated state: once a pass that began after the flag went down has
-        // been answered, no pass is solving a position any more.
-        device.m_fCalibrate = false;
-        uint64_t from = emulated.frames(0xB0);
-        ASSERT_TRUE(waitUntil([&] { return emulated.frames(0xB0) >= from + 2; }));
-        for (double& p : device.m_Position) p = 0;
+        ASSERT_EQ(device.Open(1), 1);
+        ASSERT_EQ(device.Initialize(), 1) << "round " << round << ": " << device.m_ErrString;
         ASSERT_EQ(device.GetCalibration(), 1) << "round " << round << ": " << device.m_ErrString;
         ASSERT_FALSE(device.m_Position[0] == 0 && device.m_Position[1] == 0 &&
                      device.m_Position[2] == 0)
-            << "round " << round;
+            << "round " << round << ": " << device.m_ErrString;
+        ASSERT_EQ(device.Close(), 1);
     }
-    device.Close();
 }
 
 // ---- The second programs ----
