@@ -4,7 +4,9 @@
 // refresh thread and switches its drives off. It takes over no signal: what a signal does is
 // the application's to decide, and a killed process leaves the device as it last was.
 #include <algorithm>
+#include <atomic>
 #include <mutex>
+#include <unistd.h>
 #include <vector>
 
 #include "QEL.h"
@@ -16,6 +18,9 @@ namespace {
 struct OpenDevices {
     std::mutex lock;
     std::vector<QEL*> devices;
+    // The process that opened them. A child forked from it holds copies of the objects but
+    // not their threads, and its exit must not switch off the drives its parent is using.
+    std::atomic<pid_t> owner{0};
 };
 OpenDevices& openDevices() {
     static OpenDevices* set = new OpenDevices();
@@ -37,11 +42,14 @@ void QEL::TrackOpen(bool open) {
     std::lock_guard<std::mutex> guard(set.lock);
     auto it = std::find(set.devices.begin(), set.devices.end(), this);
     if (open && it == set.devices.end()) set.devices.push_back(this);
+    if (open) set.owner = getpid();
     if (!open && it != set.devices.end()) set.devices.erase(it);
 }
 
 void QEL::StopOpenDevicesAtExit() {
     OpenDevices& set = openDevices();
+    // Checked before the lock, which a thread of the parent may have held when it forked.
+    if (set.owner != getpid()) return;
     std::lock_guard<std::mutex> guard(set.lock);
     for (QEL* device : set.devices) {
         // The thread leaves after its current exchange; the drives-off frame then has the line
