@@ -118,16 +118,17 @@ bool QEL::AwaitRefreshThreadsLeft(int64_t timeoutNs) {
 
 bool QEL::AwaitRefreshThreadsLeft() { return AwaitRefreshThreadsLeft(kExchangeBoundNs); }
 
-// The pass that ends first after the call may have read its counts, or the calibration flag,
-// before the calibration; the one after it began afterwards. Without a running refresh thread
-// there is nothing to wait for.
+// The first pass to count after the call has solved a position from calibrated counts: on a
+// first calibration it read the flag the call set, and the limits set before it; later ones
+// find a solved position already. Without a running refresh thread there is nothing to wait
+// for.
 void QEL::AwaitCalibratedPass() {
     if (m_LiveRefreshThreads.load(std::memory_order_acquire) == 0 || readFlag(fThreadFinish))
         return;
     const unsigned start = m_CalibratedPasses.load(std::memory_order_acquire);
     const int64_t deadline = GetNanoSeconds() + kExchangeBoundNs;
     // A pending error stops the passes: there is nothing to wait for then either.
-    while (m_CalibratedPasses.load(std::memory_order_acquire) - start < 2 && m_ErrCode == 0 &&
+    while (m_CalibratedPasses.load(std::memory_order_acquire) == start && m_ErrCode == 0 &&
            GetNanoSeconds() < deadline) {
         struct timespec pause = {0, 200000};
         nanosleep(&pause, nullptr);
