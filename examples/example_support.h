@@ -83,27 +83,14 @@ inline int fail(const char* what) {
     return 1;
 }
 
-// The refresh thread computes the first position on its first pass after calibration; until
-// then the position reads (0, 0, 0), a point the handle never reaches. Waits up to `seconds`.
-inline bool waitForFirstPosition(char id, double seconds = 2.0) {
-    const double deadline = now() + seconds;
-    double x = 0, y = 0, z = 0;
-    while (now() < deadline) {
-        if (!qelGetPosition(&x, &y, &z, id)) return fail("qelGetPosition"), false;
-        if (x != 0 || y != 0 || z != 0) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    std::fprintf(stderr, "device %d reports no position\n", id);
-    return false;
-}
-
 // Opens device `id` (1-based), starts its refresh thread and loads the calibration stored in
 // the device: the usual bring-up. Prints the error and returns false when a step fails.
 inline bool startDevice(char id) {
     if (qelOpenID(id) != id) return fail("qelOpenID"), false;
     if (!qelInit(id)) return fail("qelInit"), false;
+    // Returns once the position has been solved from the calibrated counts.
     if (!qelCalibrateDevice(id)) return fail("qelCalibrateDevice"), false;
-    return waitForFirstPosition(id);
+    return true;
 }
 
 // Lets force rendering begin: the commanded force is zero, force output is switched on, then

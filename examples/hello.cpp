@@ -26,7 +26,6 @@ int main(int argc, char** argv) {
     if (qelOpenID(id) != id) return example::fail("qelOpenID");
     if (!qelInit(id)) return example::fail("qelInit");
     if (!qelCalibrateDevice(id)) return example::fail("qelCalibrateDevice");
-    if (!example::waitForFirstPosition(id)) return 1;
     unsigned int serial = 0;
     if (qelGetSerialNumber(&serial, id)) std::printf("hello: device %d, serial %u\n", id, serial);
 

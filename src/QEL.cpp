@@ -49,6 +49,7 @@ QEL::QEL()
 // Nothing is closed here, but a refresh thread still running on this object must be gone
 // before its memory is.
 QEL::~QEL() {
+    TrackOpen(false);
     fThreadFinish = true;
     ReapRefreshThreads();
 }
@@ -68,6 +69,7 @@ int QEL::Open(int n) {
     m_hDevice = OpenComm(portPath(n));
     if (m_hDevice) {
         m_fOpen = true;
+        TrackOpen(true);
         m_DeviceID = n;
         fThreadFinish = false;
         ResetPara();
@@ -100,17 +102,8 @@ int QEL::Close() {
     // would only be stored for a cyclic frame that is never sent; a thread stuck on a dead
     // line is not waited for beyond one exchange.
     AwaitRefreshThreadsLeft();
-    if (m_ErrCode != 0 && m_fInit) {
-        // A pending error refuses the drives-off frame like every other operation, which
-        // would leave the motors powered after the application let the device go. The frame
-        // goes out regardless; the error stays pending until the reset below, so that the
-        // refresh thread does not take up its exchanges again meanwhile.
-        uint8_t accepted;
-        ExchangeByte(qelframe::cmd::EnableDrives, 0, &accepted, true);
-        m_fDeviceEnable = false;
-    } else {
-        EnableDevice(false);
-    }
+    SwitchDrivesOff();
+    TrackOpen(false);
     if (!CloseCom()) {
         ResetPara();
         return 0;
@@ -120,6 +113,20 @@ int QEL::Close() {
     m_DeviceID = 0;
     ResetPara();
     return 1;
+}
+
+void QEL::SwitchDrivesOff() {
+    if (m_ErrCode != 0 && m_fInit) {
+        // A pending error refuses the drives-off frame like every other operation, which
+        // would leave the motors powered after the application let the device go. The frame
+        // goes out regardless; the error stays pending (until Close's reset), so that the
+        // refresh thread does not take up its exchanges again meanwhile.
+        uint8_t accepted;
+        ExchangeByte(qelframe::cmd::EnableDrives, 0, &accepted, true);
+        m_fDeviceEnable = false;
+    } else {
+        EnableDevice(false);
+    }
 }
 
 void QEL::ResetPara() {

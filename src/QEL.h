@@ -365,6 +365,11 @@ public:
     int SetMotorVel(unsigned short* vel);
     int StartMove(unsigned char);
 
+    // Extension: at normal process exit (return from main, exit) the library stops the refresh
+    // thread and switches the drives off on every device object still open; the objects stay.
+    // Open and Close keep the set of open objects that this walks.
+    static void StopOpenDevicesAtExit();
+
     // The refresh thread's routine; its argument is the device object.
     static void* RefreshFrame(void* deviceObject);
 
@@ -421,6 +426,16 @@ protected:
     int ReadArmAngles(double* angles, const void* out);
 
 private:
+    // The drives-off frame of Close and of the exit, sent even while an error is pending.
+    void SwitchDrivesOff();
+    // Adds the object to the set of open objects, or takes it out.
+    void TrackOpen(bool open);
+
+    // Calibration returns once the refresh thread has solved a position from calibrated counts,
+    // waiting at most one exchange: passes that solved one are counted here.
+    void AwaitCalibratedPass();
+    std::atomic<unsigned> m_CalibratedPasses{0};
+
     // Refresh threads hold a plain pointer to this object, and Close does not wait for them.
     // The object therefore keeps count of the threads started on it that have not yet left
     // their loop; teardown and reopening wait for that count to drop (a pass ends within one

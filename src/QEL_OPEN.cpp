@@ -20,7 +20,7 @@ ErrInfo errInfoData = {0, 0, nullptr};
 // ---- The common prologue ----
 
 Target prologue(char ID, unsigned checks, int expertNode) {
-    int id = ID == -1 ? defaultID : ID;
+    int id = identifier(ID) == QEL_CURRENT_DEVICE ? defaultID : identifier(ID);
     if (id < 1 || id > m_DeviceCount) {
         qelErrorCatch(apierr::kInvalidParameter, 1);
         return Target();
@@ -120,8 +120,9 @@ int qelGetAvailableCount() {
 
 int qelSetDevice(char ID) {
     m_DeviceCount = qelGetDeviceCount();
-    if (ID >= 1 && ID <= m_DeviceCount) {
-        defaultID = ID;
+    int id = identifier(ID);
+    if (id >= 1 && id <= m_DeviceCount) {
+        defaultID = id;
         return 1;
     }
     qelErrorCatch(apierr::kInvalidParameter, 1);
@@ -160,12 +161,13 @@ int qelOpenID(char ID) {
         qelErrorCatch(apierr::kNoDevice, 1);
         return 0;
     }
-    if (ID < 1 || ID > m_DeviceCount) {
+    int id = identifier(ID);
+    if (id < 1 || id > m_DeviceCount) {
         qelErrorCatch(apierr::kInvalidParameter, 1);
         return 0;
     }
-    if (MyQEL[ID - 1]) return ID;
-    return openSlot(ID, false) ? ID : 0;
+    if (MyQEL[id - 1]) return id;
+    return openSlot(id, false) ? id : 0;
 }
 
 int qelOpenSerial(unsigned int serial) {

@@ -20,7 +20,9 @@
 // Units: lengths and positions in millimetres (also for velocities: millimetres per the
 // device's velocity period), forces in newtons, angles in radians (functions ending in Deg use
 // degrees, converted with pi taken as 3.1415926), encoder counts unsigned 32-bit, motor
-// commands signed 16-bit with +-32767 standing for +- the motors' nominal torque.
+// commands signed 16-bit with +-32767 standing for +- the motors' nominal torque. The frame
+// (origin, axes, workspace of each device type) and the velocity's relation to mm/s are in
+// docs/frame.md.
 //
 // The interface keeps global state without locks: call it from one application thread.
 #ifndef QEL_OPEN_H
@@ -289,7 +291,8 @@ QEL_API int qelSaveConfiguration(char ID);
 // Cartesian speed limit per axis above which the drives are switched off (expert).
 QEL_API int qelSetVelocityThreshold(QELuint val, char ID);
 QEL_API int qelGetVelocityThreshold(QELuint* val, char ID);
-// Loads the encoder limits stored in the device; position and orientation need it.
+// Loads the encoder limits stored in the device; position and orientation need it. Returns
+// once the refresh thread has solved a position from them (at most one exchange later).
 QEL_API int qelCalibrateDevice(char ID);
 // Stores the encoder limits of the axes in mask (0x07, 0x3F or 0x7F) in the device (expert).
 QEL_API int qelSaveCalibration(unsigned int* minValue, unsigned int* maxValue, unsigned char mask,

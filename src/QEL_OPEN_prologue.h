@@ -11,6 +11,10 @@ extern int defaultID;
 extern int m_DeviceCount;
 extern bool flagExpertMode;
 
+// An identifier as the application wrote it: a signed 8-bit value whatever char is on the
+// target. Where char is unsigned (arm64), QEL_CURRENT_DEVICE arrives as 255.
+inline int identifier(char ID) { return static_cast<signed char>(ID); }
+
 // What a function requires of its device besides an identifier in range.
 enum PrologueCheck : unsigned {
     kInRange = 0, // only the range: the slot may be empty

@@ -27,7 +27,9 @@ int QEL::SaveCalibration(unsigned int* minValues, unsigned int* maxValues, unsig
     }
     // The limits are in use from here on, even if the device fails to store them for good.
     m_fCalibrate = true;
-    return SaveData();
+    if (!SaveData()) return 0;
+    AwaitCalibratedPass();
+    return 1;
 }
 
 int QEL::GetCalibration() {
@@ -38,6 +40,8 @@ int QEL::GetCalibration() {
             return 0;
     }
     m_fCalibrate = true;
+    // The position handed out from now on must be a solved one, not the reset's zeros.
+    AwaitCalibratedPass();
     return 1;
 }
 

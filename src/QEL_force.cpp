@@ -21,6 +21,10 @@ short toMotorUnits(double motorTorque, double nominal) {
 int QEL::OpFrcToMot(double* force, unsigned int* enc, short* mot) {
     if (!CheckReady()) return 0;
     double torque[3] = {}, gravity[3] = {};
+    // A force component that is not a number, or infinite, is no force along its axis: it
+    // would otherwise spread over every joint's torque.
+    double finiteForce[3];
+    for (int k = 0; k < 3; ++k) finiteForce[k] = std::isfinite(force[k]) ? force[k] : 0.0;
     if (m_fBase) {
         double theta[6] = {};
         if (!EncToJointAng(enc, theta, 7)) return 0;
@@ -29,7 +33,7 @@ int QEL::OpFrcToMot(double* force, unsigned int* enc, short* mot) {
         MatTranspose(jacobian, jacobianT);
         for (int r = 0; r < 3; ++r) {
             double sum = 0;
-            for (int k = 0; k < 3; ++k) sum += jacobianT[r][k] * force[k];
+            for (int k = 0; k < 3; ++k) sum += jacobianT[r][k] * finiteForce[k];
             torque[r] = sum;
         }
         if (m_fGravComp && !CalcuGravCompTorq(m_Position, jacobianT, gravity)) return 0;
@@ -57,6 +61,8 @@ int QEL::JointTrqToMot(double* torque, double* ratio, short* mot, unsigned char 
     for (int i = 0; i < 3; ++i) {
         if (!(mask & (1u << i))) continue;
         double motorTorque = torque[i] / ratio[i];
+        // A torque that is not finite (a singular pose, a force beyond range) drives nothing.
+        if (!std::isfinite(motorTorque)) motorTorque = 0.0;
         if (motorTorque > nominal) motorTorque = nominal;
         if (motorTorque < -nominal) motorTorque = -nominal;
         mot[i] = toMotorUnits(motorTorque, nominal);

@@ -42,7 +42,8 @@ void QEL::RefreshPass(RefreshWork& work) {
     for (int i = 0; i < m_OutputDOF && i < 3; ++i) m_MotorCurrent[i] = work.motorCurrent[i];
     for (int i = 0; i < 6; ++i) work.encoders[i] = m_EncoderValue[i];
     if (readFlag(m_fCalibrate)) {
-        EncToOpPos(work.encoders, m_Position, m_Orientation);
+        if (EncToOpPos(work.encoders, m_Position, m_Orientation))
+            m_CalibratedPasses.fetch_add(1, std::memory_order_release);
         if (readFlag(m_fForceEnable) && readFlag(m_fDeviceEnable))
             OpFrcToMot(m_Force, work.encoders, m_MotorDACValue);
     }
@@ -116,3 +117,20 @@ bool QEL::AwaitRefreshThreadsLeft(int64_t timeoutNs) {
 }
 
 bool QEL::AwaitRefreshThreadsLeft() { return AwaitRefreshThreadsLeft(kExchangeBoundNs); }
+
+// The first pass to count after the call has solved a position from calibrated counts: on a
+// first calibration it read the flag the call set, and the limits set before it; later ones
+// find a solved position already. Without a running refresh thread there is nothing to wait
+// for.
+void QEL::AwaitCalibratedPass() {
+    if (m_LiveRefreshThreads.load(std::memory_order_acquire) == 0 || readFlag(fThreadFinish))
+        return;
+    const unsigned start = m_CalibratedPasses.load(std::memory_order_acquire);
+    const int64_t deadline = GetNanoSeconds() + kExchangeBoundNs;
+    // A pending error stops the passes: there is nothing to wait for then either.
+    while (m_CalibratedPasses.load(std::memory_order_acquire) == start && m_ErrCode == 0 &&
+           GetNanoSeconds() < deadline) {
+        struct timespec pause = {0, 200000};
+        nanosleep(&pause, nullptr);
+    }
+}

@@ -5,6 +5,8 @@
 #include <poll.h>
 #include <sched.h>
 #include <stdint.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <time.h>
 #include <unistd.h>
@@ -22,6 +24,16 @@ int UartDevices::UART_Open(const char* path) {
     // reading must fail rather than block the caller (and the exchange lock) for ever.
     m_iHandle = open(path, O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     if (m_iHandle == -1) return 0;
+    // One owner per port: two programs on one line read each other's replies. The lock is taken
+    // before anything touches the line, so that a port someone else holds fails the open at
+    // once and its owner loses nothing. flock binds root as well; TIOCEXCL in addition turns
+    // away other programs' opens (root's excepted) before they can flush or set the line.
+    if (flock(m_iHandle, LOCK_EX | LOCK_NB) != 0) {
+        close(m_iHandle);
+        m_iHandle = -1;
+        return 0;
+    }
+    ioctl(m_iHandle, TIOCEXCL);
     if (settleMicroseconds) usleep(settleMicroseconds);
     ResetCache();
     m_SpinForReply = true;
@@ -29,7 +41,11 @@ int UartDevices::UART_Open(const char* path) {
 }
 
 void UartDevices::UART_Close() {
-    if (m_iHandle >= 0) close(m_iHandle);
+    if (m_iHandle < 0) return;
+    // A pseudo-terminal keeps its exclusive mode past this close while its other end stays
+    // open: hand the port back as it was found. The lock goes with the descriptor.
+    ioctl(m_iHandle, TIOCNXCL);
+    close(m_iHandle);
     m_iHandle = -1;
 }
 

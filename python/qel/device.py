@@ -1,7 +1,6 @@
 """A device as a Python object: opened, initialised and calibrated on entry, drives off and
 closed on exit."""
 import ctypes
-import time
 
 from . import _lib
 from .errors import last_error
@@ -42,19 +41,12 @@ class Device:
         try:
             self._check("qelInit", self._lib.qelInit(self.id))
             if self._calibrate:
+                # Returns once the position has been solved from the calibrated counts.
                 self._check("qelCalibrateDevice", self._lib.qelCalibrateDevice(self.id))
-                self._await_first_position()
         except Exception:
             self.close()
             raise
         return self
-
-    def _await_first_position(self, timeout=1.0):
-        # The refresh thread computes the position on its first pass after calibration; until
-        # then it reads (0, 0, 0), the centre of the base, where the handle can never be.
-        deadline = time.monotonic() + timeout
-        while self.position == (0.0, 0.0, 0.0) and time.monotonic() < deadline:
-            time.sleep(0.001)
 
     def close(self):
         """Switches the drives off and closes the device; does nothing if it is not open."""

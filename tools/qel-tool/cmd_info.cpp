@@ -10,6 +10,7 @@
 #include "device.h"
 #include "failure.h"
 #include "limits.h"
+#include "port_in_use.h"
 #include "registers.h"
 
 namespace qeltool {
@@ -165,6 +166,14 @@ void printCalibration(const Facts& f) {
 }
 
 int info(const Selection& selection) {
+    if (!selection.serial) {
+        std::vector<qeldiscovery::Port> ports = qeldiscovery::findPorts(QEL_MAX_DEVICES);
+        size_t index = static_cast<size_t>(selection.id - 1);
+        // The status is that of the open it spares: device error 16.
+        if (index < ports.size() && portInUse(ports[index].node))
+            throw Failure(36, "device " + std::to_string(selection.id) + " (" + ports[index].node +
+                                  ") is in use by another program");
+    }
     Facts facts;
     {
         Device device(selection);

@@ -7,6 +7,7 @@
 #include "commands.h"
 #include "device.h"
 #include "failure.h"
+#include "port_in_use.h"
 #include "registers.h"
 
 namespace qeltool {
@@ -18,7 +19,8 @@ const char kListHelp[] =
     "\n"
     "Lists the devices found, one a line: the number by which the other commands address it\n"
     "(-d N), its serial port, its serial number and its device type. A device that cannot be\n"
-    "opened is listed with the reason; the exit status is then that of its failure.\n"
+    "opened is listed with the reason; the exit status is then that of its failure. A device\n"
+    "that another program holds open is listed as in use, without opening it.\n"
     "No device found is not an error: the list is empty and the status 0.\n";
 
 int list() {
@@ -34,6 +36,10 @@ int list() {
         std::string node = static_cast<size_t>(id) <= ports.size()
                                ? ports[static_cast<size_t>(id - 1)].node
                                : std::string("?");
+        if (node != "?" && portInUse(node)) {
+            std::printf("%-3d %-16s %-10s %s\n", id, node.c_str(), "-", "in use");
+            continue;
+        }
         try {
             Selection selection;
             selection.id = id;
