@@ -36,6 +36,9 @@ const char kLauncherUsage[] =
     "                        mode, cyclic frames served) to standard error\n"
     "  --state FILE          registers are read from FILE at start and written to it when\n"
     "                        the host commits them; device k > 1 uses FILE.k\n"
+    "  --line LINE           how replies reach the host: pty (at once, the default), usb-fs\n"
+    "                        (64-byte packets at 1 ms USB frame boundaries) or usb-hs (the\n"
+    "                        same at 125 us micro-frames)\n"
     "  --decoy               add a port that looks like a device but is none (discovery\n"
     "                        must skip it)\n"
     "  -h, --help            this text\n"
@@ -163,6 +166,9 @@ int parseLauncherOptions(int argc, char** argv, LauncherOptions& options) {
             options.report = true;
         } else if (arg == "--state") {
             stateFile = value("--state");
+        } else if (arg == "--line") {
+            if (!lineFromName(value("--line"), options.emulator.line))
+                return usageError("--line takes pty, usb-fs or usb-hs");
         } else if (arg == "--decoy") {
             decoy = true;
         } else {

@@ -196,7 +196,6 @@ int UartDevices::UART_Recv(unsigned char* buf, int len) {
     // budget is spent only while the replies keep coming that fast, so a slower line never
     // costs a spinning processor.
     int got = m_SpinForReply ? ReadSpinning(buf, len, start + kSpinBudgetNs) : 0;
-    int64_t firstByteNs = got > 0 ? start : -1;
 
     // A full-speed USB device delivers a reply longer than 64 bytes as two packets, so a
     // single read may return part of it: gather until the whole reply is in or the line has
@@ -214,11 +213,13 @@ int UartDevices::UART_Recv(unsigned char* buf, int len) {
             m_SpinForReply = false;
             return static_cast<int>(n);
         }
-        if (got == 0) firstByteNs = nowNs();
         got += static_cast<int>(n);
         timeoutMs = kInterByteTimeoutMs;
     }
-    m_SpinForReply = firstByteNs >= 0 && firstByteNs - start <= kSpinBudgetNs;
+    // Spin for the next reply only if this one came whole within the budget: a reply that
+    // arrives in USB packets, one per (micro)frame, never does, even when its first packet
+    // happens to come early.
+    m_SpinForReply = got == len && nowNs() - start <= kSpinBudgetNs;
     return got;
 }
 

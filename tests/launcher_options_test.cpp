@@ -53,6 +53,15 @@ TEST(LauncherOptions, HandsOnePerDeviceOrOneForAll) {
     }
 }
 
+TEST(LauncherOptions, LineIsThePseudoTerminalUnlessAUsbLineIsNamed) {
+    EXPECT_EQ(parse({"--", "prog"}).options.emulator.line, qelemu::Line::Pty);
+    EXPECT_EQ(parse({"--line", "usb-hs", "--", "prog"}).options.emulator.line,
+              qelemu::Line::UsbHighSpeed);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(parse({"--line", "usb", "--", "prog"}).status, 2);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("usb-fs"), std::string::npos);
+}
+
 TEST(LauncherOptions, UsageErrorsExitWithTwo) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(parse({"--hand", "wave", "--", "prog"}).status, 2);
