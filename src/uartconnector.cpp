@@ -13,6 +13,19 @@ namespace hal {
 
 unsigned int UartDevices::settleMicroseconds = 400000;
 
+std::atomic<int> UartDevices::s_RefreshThreads{0};
+
+namespace {
+
+// Read once at load: the reads consult it on every exchange.
+const long kOnlineProcessors = sysconf(_SC_NPROCESSORS_ONLN);
+
+} // namespace
+
+bool UartDevices::SpinningPays() {
+    return 2L * s_RefreshThreads.load(std::memory_order_relaxed) <= kOnlineProcessors;
+}
+
 UartDevices::~UartDevices() { UART_Close(); }
 
 int UartDevices::UART_Open(const char* path) {
@@ -194,8 +207,9 @@ int UartDevices::UART_Recv(unsigned char* buf, int len) {
     // A device that answers within the spin budget is read without going to sleep: being put
     // to sleep in poll() and woken again costs more than such a reply takes to arrive. The
     // budget is spent only while the replies keep coming that fast, so a slower line never
-    // costs a spinning processor.
-    int got = m_SpinForReply ? ReadSpinning(buf, len, start + kSpinBudgetNs) : 0;
+    // costs a spinning processor, and only while few enough refresh threads compete for the
+    // processors (see RefreshThreadCount).
+    int got = m_SpinForReply && SpinningPays() ? ReadSpinning(buf, len, start + kSpinBudgetNs) : 0;
 
     // A full-speed USB device delivers a reply longer than 64 bytes as two packets, so a
     // single read may return part of it: gather until the whole reply is in or the line has
