@@ -11,11 +11,9 @@
 //
 // Runs under the umockdev preload, like the tests:
 //   tests/run-under-umockdev build/bench/loop_bench [jitter seconds, default 60]
-#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,6 +27,7 @@
 #include "QEL.h"
 #include "QEL_OPEN.h"
 #include "emulator.h"
+#include "ping_pong.h"
 
 // ---- Counting allocator ----
 
@@ -94,35 +93,6 @@ double percentile(std::vector<double> v, double p) {
     return v[std::min(i, v.size() - 1)];
 }
 
-double bareRate(const std::string& devnode, double seconds) {
-    int fd = open(devnode.c_str(), O_RDWR | O_NOCTTY);
-    if (fd < 0) return 0;
-    termios t;
-    tcgetattr(fd, &t);
-    cfmakeraw(&t);
-    tcsetattr(fd, TCSANOW, &t);
-    tcflush(fd, TCIOFLUSH);
-    uint8_t request[67] = {0xBE, 0xB0, 0x63};
-    qelemu::appendCrc(request, 65);
-    uint8_t reply[67];
-    long exchanges = 0;
-    auto start = Clock::now();
-    while (secondsSince(start) < seconds) {
-        if (write(fd, request, sizeof request) != static_cast<ssize_t>(sizeof request)) break;
-        size_t got = 0;
-        while (got < sizeof reply) {
-            ssize_t n = read(fd, reply + got, sizeof reply - got);
-            if (n <= 0) break;
-            got += static_cast<size_t>(n);
-        }
-        if (got != sizeof reply) break;
-        ++exchanges;
-    }
-    double rate = static_cast<double>(exchanges) / secondsSince(start);
-    close(fd);
-    return rate;
-}
-
 // Opens and initialises device 1; `full` also loads the calibration and switches on force
 // output, the drives and gravity compensation, so that every pass does all its work.
 bool bringUp(bool full) {
@@ -137,7 +107,7 @@ bool bringUp(bool full) {
 // this is the like-for-like reference; the main thread's figure is shown beside it.
 double bareRateOnOwnThread(const std::string& devnode, double seconds) {
     double rate = 0;
-    std::thread([&] { rate = bareRate(devnode, seconds); }).join();
+    std::thread([&] { rate = qelbench::pingPongRate(devnode, seconds); }).join();
     return rate;
 }
 
@@ -249,7 +219,7 @@ int main(int argc, char** argv) {
     std::vector<double> bare, bareMain, plain, full, mainRatio, plainRatio, fullRatio;
     for (int round = 0; round < rounds; ++round) {
         double b = bareRateOnOwnThread(emulator.devnode(0), window);
-        double m = bareRate(emulator.devnode(0), window);
+        double m = qelbench::pingPongRate(emulator.devnode(0), window);
         double p = loopRate(device, false, window);
         double f = loopRate(device, true, window);
         if (b <= 0 || m <= 0 || p <= 0 || f <= 0) {
