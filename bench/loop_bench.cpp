@@ -7,7 +7,8 @@
 // - the heap allocations made by any thread but the application's after the loop's first
 //   second (this program interposes the allocator);
 // - the time between passes as the device sees them, with a second process loading the other
-//   core.
+//   core;
+// - the whole pass's rate and the force latency on the emulator's USB-like lines.
 //
 // Runs under the umockdev preload, like the tests:
 //   tests/run-under-umockdev build/bench/loop_bench [jitter seconds, default 60]
@@ -132,7 +133,7 @@ struct Latency {
 
 // Alternates between two forces that give different motor commands at the still arm; for each
 // change, finds in the device's log the first frame carrying the new commands.
-Latency forceLatency(qelemu::Device& device, int changes) {
+Latency forceLatency(qelemu::Device& device, int changes, int spacingMs) {
     Latency result;
     if (!bringUp(true)) return result;
     const double forces[2][3] = {{0.5, 0.5, 1.0}, {-0.5, 0.2, -1.0}};
@@ -150,7 +151,7 @@ Latency forceLatency(qelemu::Device& device, int changes) {
         int k = n % 2;
         qelSetForce(forces[k][0], forces[k][1], forces[k][2], 1);
         setAt.push_back(GetNanoSeconds());
-        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        std::this_thread::sleep_for(std::chrono::milliseconds(spacingMs));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     std::vector<qelemu::Device::CyclicLogEntry> log = device.stopCyclicLog();
@@ -187,6 +188,29 @@ std::vector<double> passGaps(qelemu::Device& device, double seconds) {
     return gaps;
 }
 
+// The whole pass's rate and the force latency on the USB-like lines, each served by an
+// emulator of its own, with the force changed ten passes apart.
+bool measureUsbLines() {
+    std::printf("on the USB-like lines (rate over 2 s, force latency over 1 s of changes)\n");
+    for (qelemu::Line line : {qelemu::Line::UsbHighSpeed, qelemu::Line::UsbFullSpeed}) {
+        qelemu::EmulatorOptions options;
+        options.line = line;
+        qelemu::Emulator emulator(options);
+        qelemu::Device& device = emulator.device(0);
+        double rate = loopRate(device, true, 2.0);
+        if (rate <= 0) return false;
+        int spacingMs = std::max(3, static_cast<int>(10 * 1000 / rate));
+        Latency latency = forceLatency(device, 1000 / spacingMs, spacingMs);
+        if (latency.passes.empty()) return false;
+        std::printf("  %-7s whole pass %6.0f /s; force latency passes median %.0f, 99th %.0f; "
+                    "us median %.0f, 99th %.0f\n",
+                    qelemu::lineName(line), rate, percentile(latency.passes, 50),
+                    percentile(latency.passes, 99), percentile(latency.micros, 50),
+                    percentile(latency.micros, 99));
+    }
+    return true;
+}
+
 // A second process that keeps one core busy until it is killed.
 pid_t loadOneCore() {
     pid_t child = fork();
@@ -199,16 +223,13 @@ pid_t loadOneCore() {
 
 } // namespace
 
-int main(int argc, char** argv) {
-    double jitterSeconds = argc > 1 ? std::atof(argv[1]) : 60.0;
-    if (jitterSeconds < 1) jitterSeconds = 1;
-    applicationThread = pthread_self();
-    hal::UartDevices::settleMicroseconds = 0;
+// Everything on the pseudo-terminal, the emulator's fastest line.
+static bool measurePty(double jitterSeconds) {
     qelemu::Emulator emulator;
     qelemu::Device& device = emulator.device(0);
     if (qelGetDeviceCount() != 1) {
         std::fprintf(stderr, "loop_bench: no emulated port; run under umockdev-wrapper\n");
-        return 1;
+        return false;
     }
     qelEnableExpertMode();
 
@@ -224,7 +245,7 @@ int main(int argc, char** argv) {
         double f = loopRate(device, true, window);
         if (b <= 0 || m <= 0 || p <= 0 || f <= 0) {
             std::fprintf(stderr, "loop_bench: a rate measurement failed\n");
-            return 1;
+            return false;
         }
         bare.push_back(b);
         bareMain.push_back(m);
@@ -243,10 +264,10 @@ int main(int argc, char** argv) {
     std::printf("  refresh loop, whole pass       %8.0f /s  %5.1f %% of bare\n", median(full),
                 100 * median(fullRatio));
 
-    Latency latency = forceLatency(device, 400);
+    Latency latency = forceLatency(device, 400, 3);
     if (latency.passes.empty()) {
         std::fprintf(stderr, "loop_bench: the latency measurement failed\n");
-        return 1;
+        return false;
     }
     std::printf("force latency over %zu changes\n", latency.passes.size());
     std::printf("  passes   median %.0f, 99th percentile %.0f, largest %.0f\n",
@@ -258,7 +279,7 @@ int main(int argc, char** argv) {
 
     // Allocations: every thread but this one, from the loop's second second on.
     // The library's own figure over the same time, against the frames the device counted.
-    if (!bringUp(true)) return 1;
+    if (!bringUp(true)) return false;
     std::this_thread::sleep_for(std::chrono::seconds(1));
     countingAllocations = true;
     uint64_t framesBefore = device.frames(0xB0);
@@ -284,5 +305,18 @@ int main(int argc, char** argv) {
     std::printf("  us       median %.1f, 99th %.1f, 99.9th %.1f, largest %.1f\n",
                 percentile(gaps, 50), percentile(gaps, 99), percentile(gaps, 99.9),
                 percentile(gaps, 100));
+    return true;
+}
+
+int main(int argc, char** argv) {
+    double jitterSeconds = argc > 1 ? std::atof(argv[1]) : 60.0;
+    if (jitterSeconds < 1) jitterSeconds = 1;
+    applicationThread = pthread_self();
+    hal::UartDevices::settleMicroseconds = 0;
+    if (!measurePty(jitterSeconds)) return 1;
+    if (!measureUsbLines()) {
+        std::fprintf(stderr, "loop_bench: a measurement on a USB-like line failed\n");
+        return 1;
+    }
     return 0;
 }
