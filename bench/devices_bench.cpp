@@ -22,8 +22,10 @@ namespace {
 const double kWindowSeconds = 0.25;
 
 double median(std::vector<double> v) {
+    if (v.empty()) return 0;
     std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[v.size() / 2];
+    size_t half = v.size() / 2;
+    return v.size() % 2 ? v[half] : (v[half - 1] + v[half]) / 2;
 }
 
 // The total of N ping-pong threads, one per device port.
@@ -92,7 +94,8 @@ int main(int argc, char** argv) {
             b = bareTotal(emulator, n);
             if (round % 2 == 0) l = loopTotal(emulator, n);
             if (b <= 0 || l <= 0) {
-                std::fprintf(stderr, "devices_bench: a rate measurement failed at N = %d\n", n);
+                std::fprintf(stderr, "devices_bench: at N = %d the %s measurement failed\n", n,
+                             b <= 0 ? "ping-pong" : "loop");
                 return 1;
             }
             bare.push_back(b);
