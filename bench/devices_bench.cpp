@@ -57,6 +57,11 @@ double loopTotal(qelemu::Emulator& emulator, int n) {
     bool up = true;
     for (char id = 1; id <= n; ++id) up = up && qelOpenID(id) == id && qelInit(id) == 1;
     double total = 0;
+    if (!up) {
+        const char* text = qelErrorGetLastStr();
+        std::fprintf(stderr, "devices_bench: bringing %d devices up failed: %s\n", n,
+                     text ? text : "?");
+    }
     if (up) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         uint64_t before = cyclicFrames(emulator, n);

@@ -23,7 +23,10 @@ const long kOnlineProcessors = sysconf(_SC_NPROCESSORS_ONLN);
 } // namespace
 
 bool UartDevices::SpinningPays() {
-    return 2L * s_RefreshThreads.load(std::memory_order_relaxed) <= kOnlineProcessors;
+    // A single refresh thread spins as it always has: even on one processor its yields hand
+    // the processor straight to the thread that answers.
+    long threads = s_RefreshThreads.load(std::memory_order_relaxed);
+    return threads <= 1 || 2 * threads <= kOnlineProcessors;
 }
 
 UartDevices::~UartDevices() { UART_Close(); }

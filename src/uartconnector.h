@@ -34,8 +34,8 @@ public:
     // Counts the thread that holds one as a refresh thread of the process while it lives. A
     // reply fast enough to spin for is produced on this machine, by a thread that needs a
     // processor of its own while the reader spins; so the reads spin only while the refresh
-    // threads number at most half the processors online, and otherwise wait asleep, leaving
-    // the processors to the threads that produce and consume the replies.
+    // threads number at most half the processors online (or there is only one), and otherwise
+    // wait asleep, leaving the processors to the threads that produce and consume the replies.
     class RefreshThreadCount {
     public:
         RefreshThreadCount() { s_RefreshThreads.fetch_add(1, std::memory_order_relaxed); }
