@@ -7,15 +7,14 @@
 // - the heap allocations made by any thread but the application's after the loop's first
 //   second (this program interposes the allocator);
 // - the time between passes as the device sees them, with a second process loading the other
-//   core.
+//   core;
+// - the whole pass's rate and the force latency on the emulator's USB-like lines.
 //
 // Runs under the umockdev preload, like the tests:
 //   tests/run-under-umockdev build/bench/loop_bench [jitter seconds, default 60]
-#include <fcntl.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/wait.h>
-#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,6 +28,7 @@
 #include "QEL.h"
 #include "QEL_OPEN.h"
 #include "emulator.h"
+#include "ping_pong.h"
 #include "wire.h"
 
 // ---- Counting allocator ----
@@ -97,35 +97,6 @@ double percentile(std::vector<double> v, double p) {
     return v[std::min(i, v.size() - 1)];
 }
 
-double bareRate(const std::string& devnode, double seconds) {
-    int fd = open(devnode.c_str(), O_RDWR | O_NOCTTY);
-    if (fd < 0) return 0;
-    termios t;
-    tcgetattr(fd, &t);
-    cfmakeraw(&t);
-    tcsetattr(fd, TCSANOW, &t);
-    tcflush(fd, TCIOFLUSH);
-    uint8_t request[67] = {0xBE, cmd::Cyclic, 0x63};
-    qelemu::appendCrc(request, 65);
-    uint8_t reply[67];
-    long exchanges = 0;
-    auto start = Clock::now();
-    while (secondsSince(start) < seconds) {
-        if (write(fd, request, sizeof request) != static_cast<ssize_t>(sizeof request)) break;
-        size_t got = 0;
-        while (got < sizeof reply) {
-            ssize_t n = read(fd, reply + got, sizeof reply - got);
-            if (n <= 0) break;
-            got += static_cast<size_t>(n);
-        }
-        if (got != sizeof reply) break;
-        ++exchanges;
-    }
-    double rate = static_cast<double>(exchanges) / secondsSince(start);
-    close(fd);
-    return rate;
-}
-
 // Opens and initialises device 1; `full` also loads the calibration and switches on force
 // output, the drives and gravity compensation, so that every pass does all its work.
 bool bringUp(bool full) {
@@ -140,7 +111,7 @@ bool bringUp(bool full) {
 // this is the like-for-like reference; the main thread's figure is shown beside it.
 double bareRateOnOwnThread(const std::string& devnode, double seconds) {
     double rate = 0;
-    std::thread([&] { rate = bareRate(devnode, seconds); }).join();
+    std::thread([&] { rate = qelbench::pingPongRate(devnode, seconds); }).join();
     return rate;
 }
 
@@ -165,7 +136,7 @@ struct Latency {
 
 // Alternates between two forces that give different motor commands at the still arm; for each
 // change, finds in the device's log the first frame carrying the new commands.
-Latency forceLatency(qelemu::Device& device, int changes) {
+Latency forceLatency(qelemu::Device& device, int changes, int spacingMs) {
     Latency result;
     if (!bringUp(true)) return result;
     const double forces[2][3] = {{0.5, 0.5, 1.0}, {-0.5, 0.2, -1.0}};
@@ -183,7 +154,7 @@ Latency forceLatency(qelemu::Device& device, int changes) {
         int k = n % 2;
         qelSetForce(forces[k][0], forces[k][1], forces[k][2], 1);
         setAt.push_back(GetNanoSeconds());
-        std::this_thread::sleep_for(std::chrono::milliseconds(3));
+        std::this_thread::sleep_for(std::chrono::milliseconds(spacingMs));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
     std::vector<qelemu::Device::CyclicLogEntry> log = device.stopCyclicLog();
@@ -220,6 +191,29 @@ std::vector<double> passGaps(qelemu::Device& device, double seconds) {
     return gaps;
 }
 
+// The whole pass's rate and the force latency on the USB-like lines, each served by an
+// emulator of its own, with the force changed ten passes apart.
+bool measureUsbLines() {
+    std::printf("on the USB-like lines (rate over 2 s, force latency over 1 s of changes)\n");
+    for (qelemu::Line line : {qelemu::Line::UsbHighSpeed, qelemu::Line::UsbFullSpeed}) {
+        qelemu::EmulatorOptions options;
+        options.line = line;
+        qelemu::Emulator emulator(options);
+        qelemu::Device& device = emulator.device(0);
+        double rate = loopRate(device, true, 2.0);
+        if (rate <= 0) return false;
+        int spacingMs = std::max(3, static_cast<int>(10 * 1000 / rate));
+        Latency latency = forceLatency(device, 1000 / spacingMs, spacingMs);
+        if (latency.passes.empty()) return false;
+        std::printf("  %-7s whole pass %6.0f /s; force latency passes median %.0f, 99th %.0f; "
+                    "us median %.0f, 99th %.0f\n",
+                    qelemu::lineName(line), rate, percentile(latency.passes, 50),
+                    percentile(latency.passes, 99), percentile(latency.micros, 50),
+                    percentile(latency.micros, 99));
+    }
+    return true;
+}
+
 // A second process that keeps one core busy until it is killed.
 pid_t loadOneCore() {
     pid_t child = fork();
@@ -232,16 +226,13 @@ pid_t loadOneCore() {
 
 } // namespace
 
-int main(int argc, char** argv) {
-    double jitterSeconds = argc > 1 ? std::atof(argv[1]) : 60.0;
-    if (jitterSeconds < 1) jitterSeconds = 1;
-    applicationThread = pthread_self();
-    hal::UartDevices::settleMicroseconds = 0;
+// Everything on the pseudo-terminal, the emulator's fastest line.
+static bool measurePty(double jitterSeconds) {
     qelemu::Emulator emulator;
     qelemu::Device& device = emulator.device(0);
     if (qelGetDeviceCount() != 1) {
         std::fprintf(stderr, "loop_bench: no emulated port; run under umockdev-wrapper\n");
-        return 1;
+        return false;
     }
     qelEnableExpertMode();
 
@@ -252,12 +243,12 @@ int main(int argc, char** argv) {
     std::vector<double> bare, bareMain, plain, full, mainRatio, plainRatio, fullRatio;
     for (int round = 0; round < rounds; ++round) {
         double b = bareRateOnOwnThread(emulator.devnode(0), window);
-        double m = bareRate(emulator.devnode(0), window);
+        double m = qelbench::pingPongRate(emulator.devnode(0), window);
         double p = loopRate(device, false, window);
         double f = loopRate(device, true, window);
         if (b <= 0 || m <= 0 || p <= 0 || f <= 0) {
             std::fprintf(stderr, "loop_bench: a rate measurement failed\n");
-            return 1;
+            return false;
         }
         bare.push_back(b);
         bareMain.push_back(m);
@@ -276,10 +267,10 @@ int main(int argc, char** argv) {
     std::printf("  refresh loop, whole pass       %8.0f /s  %5.1f %% of bare\n", median(full),
                 100 * median(fullRatio));
 
-    Latency latency = forceLatency(device, 400);
+    Latency latency = forceLatency(device, 400, 3);
     if (latency.passes.empty()) {
         std::fprintf(stderr, "loop_bench: the latency measurement failed\n");
-        return 1;
+        return false;
     }
     std::printf("force latency over %zu changes\n", latency.passes.size());
     std::printf("  passes   median %.0f, 99th percentile %.0f, largest %.0f\n",
@@ -291,7 +282,7 @@ int main(int argc, char** argv) {
 
     // Allocations: every thread but this one, from the loop's second second on.
     // The library's own figure over the same time, against the frames the device counted.
-    if (!bringUp(true)) return 1;
+    if (!bringUp(true)) return false;
     std::this_thread::sleep_for(std::chrono::seconds(1));
     countingAllocations = true;
     uint64_t framesBefore = device.frames(cmd::Cyclic);
@@ -317,5 +308,18 @@ int main(int argc, char** argv) {
     std::printf("  us       median %.1f, 99th %.1f, 99.9th %.1f, largest %.1f\n",
                 percentile(gaps, 50), percentile(gaps, 99), percentile(gaps, 99.9),
                 percentile(gaps, 100));
+    return true;
+}
+
+int main(int argc, char** argv) {
+    double jitterSeconds = argc > 1 ? std::atof(argv[1]) : 60.0;
+    if (jitterSeconds < 1) jitterSeconds = 1;
+    applicationThread = pthread_self();
+    hal::UartDevices::settleMicroseconds = 0;
+    if (!measurePty(jitterSeconds)) return 1;
+    if (!measureUsbLines()) {
+        std::fprintf(stderr, "loop_bench: a measurement on a USB-like line failed\n");
+        return 1;
+    }
     return 0;
 }

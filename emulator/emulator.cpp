@@ -1,6 +1,5 @@
 #include "emulator.h"
 
-#include <cerrno>
 #include <cstring>
 #include <ctime>
 #include <poll.h>
@@ -28,22 +27,6 @@ void sleepMs(int ms) {
     if (ms > 0) usleep(static_cast<useconds_t>(ms) * 1000);
 }
 
-// Writes all bytes unless the stop flag is raised while the host is not reading.
-void writeAll(int fd, const uint8_t* data, size_t length, const std::atomic<bool>& stop) {
-    while (length > 0 && !stop) {
-        ssize_t n = write(fd, data, length);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0 && errno == EAGAIN) {
-            struct pollfd p = {fd, POLLOUT, 0};
-            poll(&p, 1, kPollMs);
-            continue;
-        }
-        if (n <= 0) return;
-        data += n;
-        length -= static_cast<size_t>(n);
-    }
-}
-
 // Raw bytes both ways: no echo of the replies back into the device's input, no newline or
 // carriage-return translation. The host sets its own line settings again when it opens.
 void makeRaw(int fd) {
@@ -55,7 +38,8 @@ void makeRaw(int fd) {
 
 } // namespace
 
-Emulator::Emulator(const EmulatorOptions& options) : testbed_(options.warnIfNotPreloaded) {
+Emulator::Emulator(const EmulatorOptions& options)
+    : testbed_(options.warnIfNotPreloaded), line_(options.line) {
     if (options.devices < 0 || options.devices > 10)
         throw std::invalid_argument("qelemu: between 0 and 10 devices");
     auto addDecoys = [&] {
@@ -151,6 +135,7 @@ void Emulator::serve(Slot& slot) {
     }
     if (fd < 0) return;
     makeRaw(fd);
+    LineModel line(line_);
 
     uint8_t input[512];
     uint8_t reply[kMaxFrame];
@@ -210,11 +195,11 @@ void Emulator::serve(Slot& slot) {
             }
             sleepMs(plan.delayMs);
             if (plan.splitAt > 0) {
-                writeAll(fd, reply, plan.splitAt, slot.stop);
+                line.send(fd, reply, plan.splitAt, slot.stop);
                 sleepMs(plan.pauseMs);
-                writeAll(fd, reply + plan.splitAt, plan.length - plan.splitAt, slot.stop);
+                line.send(fd, reply + plan.splitAt, plan.length - plan.splitAt, slot.stop);
             } else if (plan.length > 0) {
-                writeAll(fd, reply, plan.length, slot.stop);
+                line.send(fd, reply, plan.length, slot.stop);
             }
         }
         if (pos > 0) {

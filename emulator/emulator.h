@@ -4,6 +4,11 @@
 //
 // Programs that are to see the ports run under the umockdev preload: a test program under
 // umockdev-wrapper, or the child that qel-emulator starts.
+//
+// The replies travel as EmulatorOptions::line says: written whole at once (the pseudo-terminal,
+// some 50 us from request to reply), or cut into 64-byte packets that leave only at USB
+// full-speed frame (1 ms) or high-speed micro-frame (125 us) boundaries, one packet per
+// (micro)frame, as a real device's replies reach the host. line_model.h describes the model.
 #ifndef QELEMU_EMULATOR_H
 #define QELEMU_EMULATOR_H
 
@@ -15,6 +20,7 @@
 #include <vector>
 
 #include "device.h"
+#include "line_model.h"
 #include "testbed.h"
 
 namespace qelemu {
@@ -32,6 +38,9 @@ struct EmulatorOptions {
     bool warnIfNotPreloaded = true;
     // Start the serving threads in the constructor; otherwise call start().
     bool autoStart = true;
+    // How every device's replies travel to the host (see line_model.h): at once on the
+    // pseudo-terminal, or in 64-byte packets at USB (micro)frame boundaries.
+    Line line = Line::Pty;
 };
 
 class Emulator {
@@ -76,6 +85,7 @@ private:
     mutable std::mutex testbedMutex_; // the testbed is not thread-safe
     std::vector<std::unique_ptr<Slot>> devices_;
     bool running_ = false;
+    Line line_;
 };
 
 } // namespace qelemu

@@ -103,6 +103,13 @@ void declare(CLI::App& app, LauncherOptions& options, Given& given) {
                    "registers are read from FILE at start and written to it\n"
                    "when the host commits them; device k > 1 uses FILE.k")
         ->option_text("FILE");
+    qelcli::choice(
+        app, "--line", options.emulator.line,
+        {{"pty", Line::Pty}, {"usb-fs", Line::UsbFullSpeed}, {"usb-hs", Line::UsbHighSpeed}},
+        "how replies reach the host: pty (at once, the default),\n"
+        "usb-fs (64-byte packets at 1 ms USB frame boundaries)\n"
+        "or usb-hs (the same at 125 us micro-frames)")
+        ->option_text("LINE");
     app.add_flag("--decoy", given.decoy,
                  "add a port that looks like a device but is none\n(discovery must skip it)");
 }

@@ -75,7 +75,10 @@ void* QEL::RunRefreshThread(void* deviceObject) {
     QEL* d = static_cast<QEL*>(deviceObject);
     // Named, so that a debugger, top or a test can tell the device's heartbeat apart.
     pthread_setname_np(pthread_self(), "qel-refresh");
-    RefreshFrame(d);
+    {
+        hal::UartDevices::RefreshThreadCount counted;
+        RefreshFrame(d);
+    }
     // The last touch of the object: after this the owner may release it.
     d->m_LiveRefreshThreads.fetch_sub(1, std::memory_order_release);
     return nullptr;

@@ -15,6 +15,22 @@ namespace hal {
 
 unsigned int UartDevices::settleMicroseconds = 400000;
 
+std::atomic<int> UartDevices::s_RefreshThreads{0};
+
+namespace {
+
+// Read once at load: the reads consult it on every exchange.
+const long kOnlineProcessors = sysconf(_SC_NPROCESSORS_ONLN);
+
+} // namespace
+
+bool UartDevices::SpinningPays() {
+    // A single refresh thread spins as it always has: even on one processor its yields hand
+    // the processor straight to the thread that answers.
+    long threads = s_RefreshThreads.load(std::memory_order_relaxed);
+    return threads <= 1 || 2 * threads <= kOnlineProcessors;
+}
+
 UartDevices::~UartDevices() { UART_Close(); }
 
 int UartDevices::UART_Open(const char* path) {
@@ -210,9 +226,9 @@ int UartDevices::UART_Recv(unsigned char* buf, int len) {
     // A device that answers within the spin budget is read without going to sleep: being put
     // to sleep in poll() and woken again costs more than such a reply takes to arrive. The
     // budget is spent only while the replies keep coming that fast, so a slower line never
-    // costs a spinning processor.
-    int got = m_SpinForReply ? ReadSpinning(buf, len, start + kSpinBudgetNs) : 0;
-    int64_t firstByteNs = got > 0 ? start : -1;
+    // costs a spinning processor, and only while few enough refresh threads compete for the
+    // processors (see RefreshThreadCount).
+    int got = m_SpinForReply && SpinningPays() ? ReadSpinning(buf, len, start + kSpinBudgetNs) : 0;
 
     // A full-speed USB device delivers a reply longer than 64 bytes as two packets, so a
     // single read may return part of it: gather until the whole reply is in or the line has
@@ -230,11 +246,13 @@ int UartDevices::UART_Recv(unsigned char* buf, int len) {
             m_SpinForReply = false;
             return static_cast<int>(n);
         }
-        if (got == 0) firstByteNs = nowNs();
         got += static_cast<int>(n);
         timeoutMs = kInterByteTimeoutMs;
     }
-    m_SpinForReply = firstByteNs >= 0 && firstByteNs - start <= kSpinBudgetNs;
+    // Spin for the next reply only if this one came whole within the budget: a reply that
+    // arrives in USB packets, one per (micro)frame, never does, even when its first packet
+    // happens to come early.
+    m_SpinForReply = got == len && nowNs() - start <= kSpinBudgetNs;
     return got;
 }
 

@@ -4,6 +4,8 @@
 
 #include <stdint.h>
 
+#include <atomic>
+
 #include "qelDefines.h"
 
 namespace hal {
@@ -29,6 +31,19 @@ public:
     // thus read without the cost of a wake-up; one that takes longer is waited for asleep.
     static const int64_t kSpinBudgetNs = 100000;
 
+    // Counts the thread that holds one as a refresh thread of the process while it lives. A
+    // reply fast enough to spin for is produced on this machine, by a thread that needs a
+    // processor of its own while the reader spins; so the reads spin only while the refresh
+    // threads number at most half the processors online (or there is only one), and otherwise
+    // wait asleep, leaving the processors to the threads that produce and consume the replies.
+    class RefreshThreadCount {
+    public:
+        RefreshThreadCount() { s_RefreshThreads.fetch_add(1, std::memory_order_relaxed); }
+        ~RefreshThreadCount() { s_RefreshThreads.fetch_sub(1, std::memory_order_relaxed); }
+        RefreshThreadCount(const RefreshThreadCount&) = delete;
+        RefreshThreadCount& operator=(const RefreshThreadCount&) = delete;
+    };
+
     // The device needs this long after its port is opened before it answers reliably.
     // Test programs that talk to an emulated device may set it to 0.
     static unsigned int settleMicroseconds;
@@ -51,6 +66,9 @@ public:
 
 private:
     int ReadSpinning(unsigned char* buf, int len, int64_t untilNs);
+    static bool SpinningPays();
+
+    static std::atomic<int> s_RefreshThreads;
 
     // Whether the last reply came within the spin budget, and the next read should spin.
     bool m_SpinForReply = true;

@@ -15,8 +15,11 @@
 #include "QEL_OPEN.h"
 #include "emulator.h"
 #include "fixtures.h"
+#include "wire.h"
 
 namespace {
+
+namespace cmd = qelemu::cmd;
 
 bool inRole(const char* role) {
     const char* r = std::getenv("QEL_SAFETY_ROLE");
@@ -68,8 +71,8 @@ protected:
     qelemu::Device& device() { return emulator->device(0); }
     // Returns once a pass that began after the call has been answered.
     void afterPasses() {
-        uint64_t from = device().frames(0xB0);
-        ASSERT_TRUE(qeltest::waitUntil([&] { return device().frames(0xB0) >= from + 3; }));
+        uint64_t from = device().frames(cmd::Cyclic);
+        ASSERT_TRUE(qeltest::waitUntil([&] { return device().frames(cmd::Cyclic) >= from + 3; }));
     }
     void motorCommands(int commands[3]) {
         afterPasses();
@@ -78,7 +81,7 @@ protected:
     uint64_t nonCyclicFrames() {
         uint64_t n = 0;
         for (int code = 0; code < 256; ++code)
-            if (code != 0xB0) n += device().frames(static_cast<uint8_t>(code));
+            if (code != cmd::Cyclic) n += device().frames(static_cast<uint8_t>(code));
         return n;
     }
     std::unique_ptr<qelemu::Emulator> emulator;
@@ -88,7 +91,7 @@ TEST_F(Safety, ASecondOpenerIsTurnedAwayAtOnceAndTheOwnerLosesNothing) {
     start();
     powerForces();
     ASSERT_EQ(qelSetForce(0, 0, 0.5, 1), 1);
-    uint64_t cyclic = device().frames(0xB0), others = nonCyclicFrames();
+    uint64_t cyclic = device().frames(cmd::Cyclic), others = nonCyclicFrames();
 
     // Another device object in this program, another program through the library, qel-tool.
     QEL other;
@@ -109,7 +112,7 @@ TEST_F(Safety, ASecondOpenerIsTurnedAwayAtOnceAndTheOwnerLosesNothing) {
     EXPECT_EQ(qelGetPosition(&x, &y, &z, 1), 1);
     EXPECT_EQ(nonCyclicFrames(), others);
     EXPECT_EQ(device().badChecksums() + device().unknownCodes() + device().garbageBytes(), 0u);
-    EXPECT_GT(device().frames(0xB0), cyclic);
+    EXPECT_GT(device().frames(cmd::Cyclic), cyclic);
     EXPECT_TRUE(device().drivesEnabled());
 }
 

@@ -64,6 +64,7 @@ group_cli() {
     refused "qel-emulator: --type: 'foo' is not a whole number" "$emu" --type foo -- true
     refused "qel-emulator: --devices: 11 is not between 0 and 10" "$emu" --devices 11 -- true
     refused "qel-emulator: --hand: 'wave' is not one of hold, push, circle, none" "$emu" --hand wave -- true
+    refused "qel-emulator: --line: 'usb' is not one of pty, usb-fs, usb-hs" "$emu" --line usb -- true
 }
 
 group_devices() {
