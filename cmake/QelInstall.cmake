@@ -3,7 +3,7 @@
 #   include/qel/QEL_OPEN.h and qelDefines.h;
 #   lib/cmake/qel/ (find_package(qel) gives qel::qel) and lib/pkgconfig/qel.pc;
 #   lib/udev/rules.d/70-qel.rules; bin/qel-emulator;
-#   the Python package qel in lib/python3/dist-packages, Debian's directory for Python 3.
+#   the Python package qel where the prefix's Python interpreter looks (QEL_PYTHON_DIR).
 include(CMakePackageConfigHelpers)
 
 set(QEL_UDEV_RULES_DIR "lib/udev/rules.d" CACHE STRING
@@ -36,7 +36,26 @@ if(QEL_BUILD_EMULATOR)
     install(TARGETS qel-emulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
-set(QEL_PYTHON_DIR "lib/python3/dist-packages" CACHE STRING
+# Debian's python3 reads /usr/lib/python3/dist-packages for packages and
+# /usr/local/lib/python3.X/dist-packages for local installs; any other prefix gets the
+# interpreter's own layout, lib/python3.X/site-packages (a virtual environment, PYTHONPATH).
+find_package(Python3 COMPONENTS Interpreter)
+if(Python3_FOUND)
+    set(QEL_PYTHON_X "python${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR}")
+else()
+    set(QEL_PYTHON_X python3)
+endif()
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(QEL_PYTHON_DEFAULT "lib/python3/dist-packages")
+elseif(CMAKE_INSTALL_PREFIX STREQUAL "/usr/local" AND EXISTS /etc/debian_version)
+    set(QEL_PYTHON_DEFAULT "lib/${QEL_PYTHON_X}/dist-packages")
+else()
+    set(QEL_PYTHON_DEFAULT "lib/${QEL_PYTHON_X}/site-packages")
+endif()
+set(QEL_PYTHON_DIR "${QEL_PYTHON_DEFAULT}" CACHE STRING
     "Where the Python package is installed, relative to the prefix")
 install(DIRECTORY python/qel DESTINATION ${QEL_PYTHON_DIR}
         FILES_MATCHING PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)
+
+# The programs carry the run path to the library; the library itself needs none.
+set_target_properties(qel PROPERTIES INSTALL_RPATH "")
