@@ -194,7 +194,8 @@ QEL_API int qelOpenType(int type);
 /// @return 1 on success (also for a device not open); 0 when the identifier is out of range (error
 ///     3) or the device failed to close
 QEL_API int qelClose(char ID);
-/// Initialises an open device: reads its serial number and model parameters from it.
+/// Initialises an open device: reads its serial number and model parameters from it and
+/// starts its refresh thread.
 /// @deviceid
 /// @ok
 QEL_API int qelInit(char ID);

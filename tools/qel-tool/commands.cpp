@@ -16,6 +16,8 @@ const std::vector<Command>& commands() {
         {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
         {"record", "record a trace of the handle to a CSV file", kRecordHelp, runRecord},
         {"plot", "draw a recorded trace as a PNG picture (with gnuplot)", kPlotHelp, runPlot},
+        {"doctor", "check what a working device needs: library, port, rule, access, limits",
+         kDoctorHelp, runDoctor},
     };
     return table;
 }
