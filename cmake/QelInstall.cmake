@@ -39,22 +39,24 @@ endif()
 # Debian's python3 reads /usr/lib/python3/dist-packages for packages and
 # /usr/local/lib/python3.X/dist-packages for local installs; any other prefix gets the
 # interpreter's own layout, lib/python3.X/site-packages (a virtual environment, PYTHONPATH).
-find_package(Python3 COMPONENTS Interpreter)
-if(Python3_FOUND)
-    set(QEL_PYTHON_X "python${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR}")
-else()
-    set(QEL_PYTHON_X python3)
+set(QEL_PYTHON_DIR "" CACHE STRING
+    "Where the Python package is installed, relative to the prefix (empty: where the prefix's python3 looks)")
+set(QEL_PYTHON_INSTALL_DIR "${QEL_PYTHON_DIR}")
+if(NOT QEL_PYTHON_INSTALL_DIR)
+    find_package(Python3 COMPONENTS Interpreter)
+    set(python python3)
+    if(Python3_FOUND)
+        set(python "python${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR}")
+    endif()
+    if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+        set(QEL_PYTHON_INSTALL_DIR "lib/python3/dist-packages")
+    elseif(CMAKE_INSTALL_PREFIX STREQUAL "/usr/local" AND EXISTS /etc/debian_version)
+        set(QEL_PYTHON_INSTALL_DIR "lib/${python}/dist-packages")
+    else()
+        set(QEL_PYTHON_INSTALL_DIR "lib/${python}/site-packages")
+    endif()
 endif()
-if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
-    set(QEL_PYTHON_DEFAULT "lib/python3/dist-packages")
-elseif(CMAKE_INSTALL_PREFIX STREQUAL "/usr/local" AND EXISTS /etc/debian_version)
-    set(QEL_PYTHON_DEFAULT "lib/${QEL_PYTHON_X}/dist-packages")
-else()
-    set(QEL_PYTHON_DEFAULT "lib/${QEL_PYTHON_X}/site-packages")
-endif()
-set(QEL_PYTHON_DIR "${QEL_PYTHON_DEFAULT}" CACHE STRING
-    "Where the Python package is installed, relative to the prefix")
-install(DIRECTORY python/qel DESTINATION ${QEL_PYTHON_DIR}
+install(DIRECTORY python/qel DESTINATION ${QEL_PYTHON_INSTALL_DIR}
         FILES_MATCHING PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)
 
 # The programs carry the run path to the library; the library itself needs none.
