@@ -227,11 +227,11 @@ QEL_API int qelEnableForce(QELuchar val, char ID);
 QEL_API int qelGetSystemType(char ID);
 /// The device's name; none is known.
 /// @deviceid
-/// @return null, always (the device is validated and an error recorded)
+/// @return null, always (the device is validated: an invalid one records its error)
 QEL_API const char* qelGetSystemName(char ID);
 /// Whether the device is left-handed.
 /// @deviceid
-/// @return false, always (the device is validated and an error recorded)
+/// @return false, always (the device is validated: an invalid one records its error)
 QEL_API bool qelIsLeftHanded(char ID);
 /// Whether the device has a base.
 /// @deviceid

@@ -179,9 +179,13 @@ void checkDevice(Report& report, const Selection& selection) {
         Device device(selection);
         unsigned int serial = device.serialNumber();
         device.init();
-        // The loop rate is counted over a second of exchanges.
-        std::this_thread::sleep_for(std::chrono::milliseconds(1200));
-        double rate = device.loopRate();
+        // The loop rate is counted over a second of exchanges; a loaded machine may take a
+        // little longer to report the first second.
+        double rate = 0;
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(3);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+        while ((rate = device.loopRate()) == 0 && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
         char text[160];
         std::snprintf(text, sizeof text, "%s answers: serial number %u, %.0f exchanges per second",
                       device.name().c_str(), serial, rate);
