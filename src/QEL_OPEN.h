@@ -1174,7 +1174,7 @@ typedef void* fn(void*);
 /// The thread's attributes ask for first-in-first-out real-time scheduling at priority but leave
 /// the inheritance of scheduling at the system's default, under which Linux runs the thread with
 /// the caller's scheduling.
-/// @param[out] func the thread routine
+/// @param[in] func the thread routine
 /// @param[in] arg handed to func
 /// @param[in] priority the real-time priority asked for
 /// @return 1 when the thread started, 0 otherwise
