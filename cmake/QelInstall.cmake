@@ -3,7 +3,7 @@
 #   include/qel/QEL_OPEN.h and qelDefines.h;
 #   lib/cmake/qel/ (find_package(qel) gives qel::qel) and lib/pkgconfig/qel.pc;
 #   lib/udev/rules.d/70-qel.rules; bin/qel-emulator;
-#   the Python package qel in lib/python3/dist-packages, Debian's directory for Python 3.
+#   the Python package qel where the prefix's Python interpreter looks (QEL_PYTHON_DIR).
 include(CMakePackageConfigHelpers)
 
 set(QEL_UDEV_RULES_DIR "lib/udev/rules.d" CACHE STRING
@@ -36,7 +36,28 @@ if(QEL_BUILD_EMULATOR)
     install(TARGETS qel-emulator RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
-set(QEL_PYTHON_DIR "lib/python3/dist-packages" CACHE STRING
-    "Where the Python package is installed, relative to the prefix")
-install(DIRECTORY python/qel DESTINATION ${QEL_PYTHON_DIR}
+# Debian's python3 reads /usr/lib/python3/dist-packages for packages and
+# /usr/local/lib/python3.X/dist-packages for local installs; any other prefix gets the
+# interpreter's own layout, lib/python3.X/site-packages (a virtual environment, PYTHONPATH).
+set(QEL_PYTHON_DIR "" CACHE STRING
+    "Where the Python package is installed, relative to the prefix (empty: where the prefix's python3 looks)")
+set(QEL_PYTHON_INSTALL_DIR "${QEL_PYTHON_DIR}")
+if(NOT QEL_PYTHON_INSTALL_DIR)
+    find_package(Python3 COMPONENTS Interpreter)
+    set(python python3)
+    if(Python3_FOUND)
+        set(python "python${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR}")
+    endif()
+    if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+        set(QEL_PYTHON_INSTALL_DIR "lib/python3/dist-packages")
+    elseif(CMAKE_INSTALL_PREFIX STREQUAL "/usr/local" AND EXISTS /etc/debian_version)
+        set(QEL_PYTHON_INSTALL_DIR "lib/${python}/dist-packages")
+    else()
+        set(QEL_PYTHON_INSTALL_DIR "lib/${python}/site-packages")
+    endif()
+endif()
+install(DIRECTORY python/qel DESTINATION ${QEL_PYTHON_INSTALL_DIR}
         FILES_MATCHING PATTERN "*.py" PATTERN "__pycache__" EXCLUDE)
+
+# The programs carry the run path to the library; the library itself needs none.
+set_target_properties(qel PROPERTIES INSTALL_RPATH "")

@@ -19,7 +19,7 @@ libdir=$(dirname "$(find "$prefix" -name libqel.so.1)")
 for f in "$libdir/libqel.so.1" "$libdir/libqel.so" "$prefix/include/qel/QEL_OPEN.h" \
     "$prefix/include/qel/qelDefines.h" "$libdir/cmake/qel/qelConfig.cmake" \
     "$libdir/cmake/qel/qelConfigVersion.cmake" "$libdir/pkgconfig/qel.pc" \
-    "$prefix/lib/udev/rules.d/70-qel.rules" "$prefix/bin/qel-emulator"; do
+    "$prefix/lib/udev/rules.d/70-qel.rules" "$prefix/bin/qel-emulator" "$prefix/bin/qel-tool"; do
     [ -e "$f" ] || fail "not installed: ${f#"$prefix"/}"
 done
 [ "$(ls "$prefix/include/qel" | tr '\n' ' ')" = "QEL_OPEN.h qelDefines.h " ] ||
@@ -29,6 +29,10 @@ soname=$(readelf -d "$libdir/libqel.so.1" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/
 [ "$soname" = libqel.so.1 ] || fail "SONAME is '$soname'"
 emulator="$prefix/bin/qel-emulator --position 10,-20,180 --"
 expected='consumer: device 1 at 10.00 -20.00 180.00 mm'
+
+# The installed tool finds the library of its own prefix, with no linker path set.
+out=$(env -u LD_LIBRARY_PATH $emulator "$prefix/bin/qel-tool" list) || fail "installed qel-tool list"
+echo "$out" | grep -q /dev/ || fail "installed qel-tool list said: $out"
 
 # find_package(qel) and the imported target qel::qel.
 "$cmake" -S "$source" -B "$work/cmake-build" -G "$generator" -DCMAKE_C_COMPILER="$cc" \
@@ -58,7 +62,8 @@ out=$(LD_LIBRARY_PATH=$(pkg-config --variable=libdir qel) $emulator ./consumer-p
 [ "$out" = "$expected" ] || fail "pkg-config-built consumer said: $out"
 # The Python package, importable from the prefix, finds the prefix's library by itself.
 if [ -x /usr/bin/python3 ]; then
-    out=$(cd "$work" && PYTHONPATH="$prefix/lib/python3/dist-packages" QEL_LIBRARY= \
+    python_dir=$(dirname "$(dirname "$(find "$prefix" -path '*/qel/__init__.py')")")
+    out=$(cd "$work" && PYTHONPATH="$python_dir" QEL_LIBRARY= \
         $emulator /usr/bin/python3 -c \
         'import qel; d = qel.Device(1).open(); print("%.1f %.1f %.1f" % d.position); d.close()') ||
         fail "the installed Python package failed"

@@ -42,6 +42,7 @@ Command addCalibrate(CLI::App& tool);
 Command addParam(CLI::App& tool);
 Command addRecord(CLI::App& tool);
 Command addPlot(CLI::App& tool);
+Command addDoctor(CLI::App& tool);
 
 } // namespace qeltool
 
