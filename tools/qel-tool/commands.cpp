@@ -16,6 +16,7 @@ const std::vector<Command>& commands() {
         {"param", "read, write and commit registers and parameters", kParamHelp, runParam},
         {"record", "record a trace of the handle to a CSV file", kRecordHelp, runRecord},
         {"plot", "draw a recorded trace as a PNG picture (with gnuplot)", kPlotHelp, runPlot},
+        {"serve", "a live diagnostic page of a device in the browser", kServeHelp, runServe},
     };
     return table;
 }

@@ -29,6 +29,7 @@ int runCalibrate(Args& args);
 int runParam(Args& args);
 int runRecord(Args& args);
 int runPlot(Args& args);
+int runServe(Args& args);
 
 extern const char kListHelp[];
 extern const char kInfoHelp[];
@@ -37,6 +38,7 @@ extern const char kCalibrateHelp[];
 extern const char kParamHelp[];
 extern const char kRecordHelp[];
 extern const char kPlotHelp[];
+extern const char kServeHelp[];
 
 } // namespace qeltool
 
