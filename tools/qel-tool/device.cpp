@@ -77,6 +77,14 @@ void Device::init() {
     check(qelInit(cid()), of("initialise it"));
 }
 
+void Device::reopen() {
+    stopRendering();
+    qelClose(cid());
+    clearLibraryError();
+    if (qelOpenID(cid()) != id_) throw libraryFailure(of("open it again"));
+    init();
+}
+
 void Device::loadCalibration() {
     clearLibraryError();
     check(qelCalibrateDevice(cid()), of("load its calibration"));

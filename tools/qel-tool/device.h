@@ -36,6 +36,10 @@ public:
 
     // Reads the device's model and starts the library's refresh of its state.
     void init();
+    // Closes the device and opens and initialises it again, as after a failed exchange, which
+    // the library keeps reporting until then. Rendering ends; the calibration is to be loaded
+    // again.
+    void reopen();
     // Loads the calibration stored in the device: positions need it.
     void loadCalibration();
     // Waits (at most a second) until the library's refresh has computed a first position.

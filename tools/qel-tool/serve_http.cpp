@@ -166,7 +166,10 @@ struct Page {
                 [this, last](size_t, httplib::DataSink& sink) mutable {
                     std::string state;
                     uint64_t seq = session.awaitState(last, 1.0, state);
-                    if (session.closing()) return false;
+                    if (session.closing()) {
+                        sink.done(); // a clean end, not a broken stream
+                        return true;
+                    }
                     std::string event = seq == last ? ": idle\n\n" : "data: " + state + "\n\n";
                     last = seq;
                     return sink.write(event.data(), event.size());
@@ -246,9 +249,10 @@ int serve(const ServeOptions& options) {
     httplib::Server server;
     server.set_payload_max_length(kMaxBody);
     server.set_keep_alive_timeout(1);
-    server.set_default_headers({{"Content-Security-Policy", "default-src 'self'"},
-                                {"X-Content-Type-Options", "nosniff"},
-                                {"Cache-Control", "no-store"}});
+    server.set_default_headers(
+        {{"Content-Security-Policy", "default-src 'self'; img-src 'self' data:"},
+         {"X-Content-Type-Options", "nosniff"},
+         {"Cache-Control", "no-store"}});
     server.set_mount_point("/three", QELTOOL_THREE_DIR);
     server.set_mount_point("/", web);
     page.routes(server);

@@ -81,6 +81,7 @@ void Session::sample() {
                 recordError("the test force stopped: its page no longer renews it");
             }
             json = stateJson();
+            if (failing_ && now() > retry_) recover();
         }
         {
             std::lock_guard<std::mutex> lock(stateLock_);
@@ -114,8 +115,11 @@ std::string Session::stateJson() {
             device_.rendering() && device_.motorCommands(force, device_.armEncoders()).has_value();
         out += ",\"output\":" + std::string(json::boolean(device_.rendering())) +
                ",\"drives\":" + json::boolean(drives) + ",\"led\":" + json::boolean(drives);
+        failing_ = false;
     } catch (const Failure& e) {
         recordError(e.what());
+        if (!failing_) retry_ = now() + 1.0;
+        failing_ = true;
     }
     out += ",\"gravity\":" + std::string(json::boolean(gravity_)) +
            ",\"calibrated\":" + json::boolean(calibrated_) +
@@ -124,6 +128,22 @@ std::string Session::stateJson() {
         out += (i ? ",{\"t\":" : "{\"t\":") + json::number(errors_[i].time, 6) +
                ",\"message\":" + json::text(errors_[i].message) + "}";
     return out + "]}";
+}
+
+void Session::recover() {
+    retry_ = now() + 1.0;
+    testForce_ = {};
+    leaseEnd_ = 0;
+    gravity_ = calibrated_ = false;
+    try {
+        device_.reopen();
+        device_.loadCalibration();
+        calibrated_ = true;
+        recordError("opened the device again: force output, drives and gravity compensation are "
+                    "off");
+    } catch (const Failure& e) {
+        recordError(e.what());
+    }
 }
 
 template <class Action>

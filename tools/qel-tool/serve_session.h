@@ -44,6 +44,9 @@ private:
     void sample();
     std::string stateJson();
     void recordError(const std::string& message);
+    // Once the device has failed (the library then fails every call until it is opened again),
+    // opens it again, at most once a second.
+    void recover();
     template <class Action>
     std::string control(Action action);
 
@@ -53,6 +56,8 @@ private:
     double leaseEnd_ = 0;
     bool gravity_ = false;
     bool calibrated_ = false;
+    bool failing_ = false;
+    double retry_ = 0;
     struct Error {
         double time; // seconds since the start
         std::string message;
