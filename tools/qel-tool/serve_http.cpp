@@ -209,6 +209,23 @@ struct Page {
     }
 };
 
+// The device did not take or answer an exchange (send, receive, checksum or content failed).
+bool isLineFailure(const Failure& e) { return e.status >= 38 && e.status <= 41; }
+
+// A device that missed an exchange, as on a busy machine, is asked again before the tool gives
+// up, as the session does while serving.
+template <class Step>
+auto retried(Step step) -> decltype(step()) {
+    for (int attempt = 1;; ++attempt) {
+        try {
+            return step();
+        } catch (const Failure& e) {
+            if (attempt == 3 || !isLineFailure(e)) throw;
+            std::fprintf(stderr, "qel-tool serve: %s; trying again\n", e.what());
+        }
+    }
+}
+
 bool isLoopback(const std::string& address) {
     return address.rfind("127.", 0) == 0 || address == "::1" || address == "localhost";
 }
@@ -225,12 +242,13 @@ int serve(const ServeOptions& options) {
     Facts facts;
     int id = 0;
     std::string name;
-    {
+    facts = retried([&] {
         Device device(options.selection);
-        facts = gather(device);
+        Facts f = gather(device);
         id = device.id();
         name = device.name();
-    }
+        return f;
+    });
     Model model;
     std::string modelError;
     bool haveModel = readModel(id, model, modelError);
@@ -238,7 +256,16 @@ int serve(const ServeOptions& options) {
     Selection byId;
     byId.id = id;
     Device device(byId);
-    device.init();
+    bool fresh = true; // initialising twice would start a second refresh thread
+    retried([&] {
+        if (fresh) {
+            fresh = false;
+            device.init();
+        } else {
+            device.reopen();
+        }
+        return 0;
+    });
     Session session(device);
     std::string calibration = session.loadCalibration();
     if (calibration.empty()) device.awaitPosition();
@@ -291,6 +318,7 @@ int serve(const ServeOptions& options) {
     session.shutDown();
     server.stop();
     listener.join();
+    if (!stopRequested()) throw Failure(kFailed, "the server stopped listening");
     std::printf("qel-tool serve: stopped, the drives are off\n");
     return kOk;
 }
