@@ -1,13 +1,8 @@
-// The HTTP side of qel-tool serve: the page and its assets, the state stream (Server-Sent
-// Events), the device's facts and the token-guarded controls.
+// qel-tool serve: gathers the device's facts, opens it for the session, serves the page's files
+// and routes until a stop signal, then switches the drives off before letting the pages go.
 #include <atomic>
-#include <cerrno>
-#include <climits>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <httplib.h>
-#include <random>
 #include <thread>
 #include <unistd.h>
 
@@ -16,7 +11,7 @@
 #include "info_facts.h"
 #include "serve.h"
 #include "serve_info.h"
-#include "serve_json.h"
+#include "serve_routes.h"
 #include "serve_session.h"
 #include "terminal.h"
 
@@ -31,10 +26,7 @@ namespace qeltool {
 
 namespace {
 
-constexpr double kStateRate = 60;         // states per second to each page
-constexpr int kMaxStreams = 4;            // pages streaming at once (each holds a server thread)
-constexpr double kControlsPerSecond = 20; // sustained control requests, beyond the lease renewals
-constexpr size_t kMaxBody = 256;          // bytes of a control request
+constexpr double kStateRate = 60; // states per second to each page
 
 bool fileExists(const std::string& path) { return access(path.c_str(), R_OK) == 0; }
 
@@ -55,159 +47,6 @@ std::string findWebFolder() {
     throw Failure(kFailed,
                   "cannot find the page's files (" QELTOOL_WEB_RELATIVE " beside the program)");
 }
-
-std::string randomToken() {
-    std::random_device source;
-    char token[33];
-    for (int i = 0; i < 32; i += 8)
-        std::snprintf(token + i, 9, "%08x", static_cast<unsigned>(source()));
-    return std::string(token, 32);
-}
-
-// Compares in time independent of where the texts differ.
-bool sameToken(const std::string& given, const std::string& token) {
-    if (given.size() != token.size()) return false;
-    unsigned char diff = 0;
-    for (size_t i = 0; i < token.size(); ++i)
-        diff |= static_cast<unsigned char>(given[i] ^ token[i]);
-    return diff == 0;
-}
-
-// A token bucket: bursts of `burst`, `rate` per second sustained.
-class RateLimit {
-public:
-    RateLimit(double rate, double burst) : rate_(rate), burst_(burst), tokens_(burst) {}
-    bool allow() {
-        std::lock_guard<std::mutex> lock(lock_);
-        double t = now();
-        tokens_ = std::min(burst_, tokens_ + (t - last_) * rate_);
-        last_ = t;
-        if (tokens_ < 1) return false;
-        tokens_ -= 1;
-        return true;
-    }
-
-private:
-    std::mutex lock_;
-    double rate_, burst_, tokens_, last_ = now();
-};
-
-bool parseSwitch(const httplib::Request& req, bool& on) {
-    std::string v = req.get_param_value("on");
-    if (v != "0" && v != "1") return false;
-    on = v == "1";
-    return true;
-}
-
-bool parseNewtons(const httplib::Request& req, const char* name, double& value) {
-    if (!req.has_param(name)) return false;
-    std::string text = req.get_param_value(name);
-    char* end = nullptr;
-    errno = 0;
-    value = std::strtod(text.c_str(), &end);
-    return !text.empty() && *end == '\0' && errno == 0 && std::isfinite(value) &&
-           std::fabs(value) <= 1000;
-}
-
-void reply(httplib::Response& res, int status, const std::string& message) {
-    res.status = status;
-    res.set_content(message.empty() ? "{\"ok\":true}"
-                                    : "{\"ok\":false,\"error\":" + json::text(message) + "}",
-                    "application/json");
-}
-
-struct Page {
-    Session& session;
-    std::string token;
-    std::string info;
-    RateLimit limit{kControlsPerSecond, kControlsPerSecond};
-    std::atomic<int> streams{0};
-
-    bool allowed(const httplib::Request& req, httplib::Response& res) {
-        if (!sameToken(req.get_header_value("X-QEL-Token"), token)) {
-            reply(res, 403, "controls need the token printed when the tool started");
-            return false;
-        }
-        if (req.get_header_value("Content-Type") != "application/x-www-form-urlencoded") {
-            reply(res, 415, "controls take form-encoded fields");
-            return false;
-        }
-        if (!limit.allow()) {
-            reply(res, 429, "too many control requests");
-            return false;
-        }
-        return true;
-    }
-
-    void routes(httplib::Server& server) {
-        server.Get("/api/info", [this](const httplib::Request&, httplib::Response& res) {
-            res.set_content(info, "application/json");
-        });
-        server.Get("/api/access", [this](const httplib::Request& req, httplib::Response& res) {
-            bool control = sameToken(req.get_header_value("X-QEL-Token"), token);
-            res.set_content(std::string("{\"control\":") + json::boolean(control) + "}",
-                            "application/json");
-        });
-        server.Get("/api/state", [this](const httplib::Request&, httplib::Response& res) {
-            std::string state;
-            session.awaitState(0, 1.0, state);
-            res.set_content(state, "application/json");
-        });
-        server.Get("/api/events", [this](const httplib::Request&, httplib::Response& res) {
-            if (++streams > kMaxStreams) {
-                --streams;
-                reply(res, 503, "too many pages open");
-                return;
-            }
-            res.set_header("Cache-Control", "no-store");
-            uint64_t last = 0;
-            res.set_chunked_content_provider(
-                "text/event-stream",
-                [this, last](size_t, httplib::DataSink& sink) mutable {
-                    std::string state;
-                    uint64_t seq = session.awaitState(last, 1.0, state);
-                    if (session.closing()) {
-                        sink.done(); // a clean end, not a broken stream
-                        return true;
-                    }
-                    std::string event = seq == last ? ": idle\n\n" : "data: " + state + "\n\n";
-                    last = seq;
-                    return sink.write(event.data(), event.size());
-                },
-                [this](bool) { --streams; });
-        });
-        server.Post("/api/output", [this](const httplib::Request& req, httplib::Response& res) {
-            bool on = false;
-            if (!allowed(req, res)) return;
-            if (!parseSwitch(req, on)) return reply(res, 400, "on must be 0 or 1");
-            std::string error = session.setOutput(on);
-            reply(res, error.empty() ? 200 : 409, error);
-        });
-        server.Post("/api/gravity", [this](const httplib::Request& req, httplib::Response& res) {
-            bool on = false;
-            if (!allowed(req, res)) return;
-            if (!parseSwitch(req, on)) return reply(res, 400, "on must be 0 or 1");
-            std::string error = session.setGravity(on);
-            reply(res, error.empty() ? 200 : 409, error);
-        });
-        // Not rate-limited: the page renews a test force several times a second.
-        server.Post("/api/force", [this](const httplib::Request& req, httplib::Response& res) {
-            if (!sameToken(req.get_header_value("X-QEL-Token"), token))
-                return reply(res, 403, "controls need the token printed when the tool started");
-            Vector force{};
-            if (!parseNewtons(req, "x", force[0]) || !parseNewtons(req, "y", force[1]) ||
-                !parseNewtons(req, "z", force[2]))
-                return reply(res, 400, "x, y and z must be numbers of newtons");
-            std::string error = session.setTestForce(force);
-            reply(res, error.empty() ? 200 : 409, error);
-        });
-        server.Post("/api/calibrate", [this](const httplib::Request& req, httplib::Response& res) {
-            if (!allowed(req, res)) return;
-            std::string error = session.loadCalibration();
-            reply(res, error.empty() ? 200 : 409, error);
-        });
-    }
-};
 
 // The device did not take or answer an exchange (send, receive, checksum or content failed).
 bool isLineFailure(const Failure& e) { return e.status >= 38 && e.status <= 41; }
@@ -271,10 +110,10 @@ int serve(const ServeOptions& options) {
     if (calibration.empty()) device.awaitPosition();
     session.start(kStateRate);
 
-    Page page{session, randomToken(),
-              infoJson(name, facts, haveModel ? &model : nullptr, modelError)};
+    std::string token = randomToken();
+    std::string info = infoJson(name, facts, haveModel ? &model : nullptr, modelError);
     httplib::Server server;
-    server.set_payload_max_length(kMaxBody);
+    server.set_payload_max_length(kMaxControlBody);
     server.set_keep_alive_timeout(1);
     server.set_default_headers(
         {{"Content-Security-Policy", "default-src 'self'; img-src 'self' data:"},
@@ -282,7 +121,7 @@ int serve(const ServeOptions& options) {
          {"Cache-Control", "no-store"}});
     server.set_mount_point("/three", QELTOOL_THREE_DIR);
     server.set_mount_point("/", web);
-    page.routes(server);
+    std::shared_ptr<Page> page = addRoutes(server, session, token, info);
 
     int port = options.port;
     if (port == 0)
@@ -300,7 +139,7 @@ int serve(const ServeOptions& options) {
                 "  controls:  %s?token=%s\n"
                 "  read-only: %s\n"
                 "Ctrl-C ends it and switches the drives off.\n",
-                name.c_str(), facts.serial, address.c_str(), page.token.c_str(), address.c_str());
+                name.c_str(), facts.serial, address.c_str(), token.c_str(), address.c_str());
     if (!isLoopback(options.bind))
         std::printf("warning: listening on %s: other machines can see the page (controls "
                     "still need the token)\n",
