@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
 
@@ -114,6 +115,12 @@ int serve(const ServeOptions& options) {
     std::string info = infoJson(name, facts, haveModel ? &model : nullptr, modelError);
     httplib::Server server;
     server.set_payload_max_length(kMaxControlBody);
+    // The library's default shares the port (SO_REUSEPORT): a second server on it would take
+    // half the requests. Only a quick restart is allowed, a port in use is refused.
+    server.set_socket_options([](int socket) {
+        int yes = 1;
+        setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     server.set_keep_alive_timeout(1);
     server.set_default_headers(
         {{"Content-Security-Policy", "default-src 'self'; img-src 'self' data:"},
@@ -130,7 +137,9 @@ int serve(const ServeOptions& options) {
         port = -1;
     if (port <= 0)
         throw Failure(kFailed,
-                      "cannot listen on " + options.bind + " port " + std::to_string(options.port));
+                      "cannot listen on " + options.bind + " port " + std::to_string(options.port) +
+                          ": the port is in use or the address is not this machine's (--port 0 "
+                          "takes any free port)");
 
     std::string host =
         options.bind.find(':') != std::string::npos ? "[" + options.bind + "]" : options.bind;
