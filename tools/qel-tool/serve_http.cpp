@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -140,6 +141,23 @@ int serve(const ServeOptions& options) {
                       "cannot listen on " + options.bind + " port " + std::to_string(options.port) +
                           ": the port is in use or the address is not this machine's (--port 0 "
                           "takes any free port)");
+
+    if (isLoopback(options.bind)) {
+        // A page of another site whose name is made to resolve to this machine (DNS rebinding)
+        // would send that name as its Host: on a loopback address only loopback names are
+        // served.
+        std::string p = ":" + std::to_string(port);
+        std::set<std::string> hosts = {"127.0.0.1" + p, "localhost" + p, "[::1]" + p,
+                                       options.bind + p};
+        server.set_pre_routing_handler(
+            [hosts](const httplib::Request& req, httplib::Response& res) {
+                if (hosts.count(req.get_header_value("Host")))
+                    return httplib::Server::HandlerResponse::Unhandled;
+                res.status = 403;
+                res.set_content("served to this machine's own addresses only\n", "text/plain");
+                return httplib::Server::HandlerResponse::Handled;
+            });
+    }
 
     std::string host =
         options.bind.find(':') != std::string::npos ? "[" + options.bind + "]" : options.bind;

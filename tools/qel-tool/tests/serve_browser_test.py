@@ -1,7 +1,8 @@
 #!/usr/bin/python3
 """qel-tool serve in a real browser (headless Chromium through chromium-driver) under
 qel-emulator. Run A, read-only: the page loads without console errors, shows the emulated
-handle's position, offers no controls, and the server refuses a control without the token;
+handle's position, offers no controls, and the server refuses a control without the token or addressed to
+another name;
 the device never sees force output. Run B, with the token, in physics mode with a circling
 hand: the shown position follows the circle; the page's control switches force output on at
 the device (its operation mode) and the tool's exit switches the drives off; a test force
@@ -64,8 +65,10 @@ def finish(proc):
     return err
 
 
-def post(base, path, fields, token=None):
+def post(base, path, fields, token=None, host=None):
     request = urllib.request.Request(base + path, data=fields.encode(), method="POST")
+    if host:
+        request.add_header("Host", host)
     if token is not None:
         request.add_header("X-QEL-Token", token)
     try:
@@ -131,6 +134,8 @@ def read_only_run(driver):
         for t in (None, "0" * len(token), token[:-1]):
             if post(base, "api/output", "on=1", t) != 403:
                 fail(f"a control with token {t!r} was not refused")
+        if post(base, "api/output", "on=1", token, host="elsewhere.example") != 403:
+            fail("a request addressed to another name was served")
         no_console_errors(driver)
         driver.get("about:blank")  # before the tool ends, which the page would report
     finally:
