@@ -18,7 +18,8 @@ namespace qeltool {
 namespace {
 
 constexpr int kMaxStreams = 4;            // pages streaming at once (each holds a server thread)
-constexpr double kControlsPerSecond = 20; // sustained control requests, beyond the lease renewals
+constexpr double kControlsPerSecond = 10; // sustained switch and calibration requests
+constexpr double kForcesPerSecond = 20;   // sustained test forces (a page renews 5 a second)
 
 // Compares in time independent of where the texts differ.
 bool sameToken(const std::string& given, const std::string& token) {
@@ -81,10 +82,11 @@ struct Page {
     Session& session;
     std::string token;
     std::string info;
-    RateLimit limit{kControlsPerSecond, kControlsPerSecond};
+    RateLimit switches{kControlsPerSecond, kControlsPerSecond};
+    RateLimit forces{kForcesPerSecond, kForcesPerSecond};
     std::atomic<int> streams{0};
 
-    bool allowed(const httplib::Request& req, httplib::Response& res) {
+    bool allowed(const httplib::Request& req, httplib::Response& res, RateLimit& limit) {
         if (!sameToken(req.get_header_value("X-QEL-Token"), token)) {
             reply(res, 403, "controls need the token printed when the tool started");
             return false;
@@ -139,22 +141,20 @@ struct Page {
         });
         server.Post("/api/output", [this](const httplib::Request& req, httplib::Response& res) {
             bool on = false;
-            if (!allowed(req, res)) return;
+            if (!allowed(req, res, switches)) return;
             if (!parseSwitch(req, on)) return reply(res, 400, "on must be 0 or 1");
             std::string error = session.setOutput(on);
             reply(res, error.empty() ? 200 : 409, error);
         });
         server.Post("/api/gravity", [this](const httplib::Request& req, httplib::Response& res) {
             bool on = false;
-            if (!allowed(req, res)) return;
+            if (!allowed(req, res, switches)) return;
             if (!parseSwitch(req, on)) return reply(res, 400, "on must be 0 or 1");
             std::string error = session.setGravity(on);
             reply(res, error.empty() ? 200 : 409, error);
         });
-        // Not rate-limited: the page renews a test force several times a second.
         server.Post("/api/force", [this](const httplib::Request& req, httplib::Response& res) {
-            if (!sameToken(req.get_header_value("X-QEL-Token"), token))
-                return reply(res, 403, "controls need the token printed when the tool started");
+            if (!allowed(req, res, forces)) return;
             Vector force{};
             if (!parseNewtons(req, "x", force[0]) || !parseNewtons(req, "y", force[1]) ||
                 !parseNewtons(req, "z", force[2]))
@@ -163,7 +163,7 @@ struct Page {
             reply(res, error.empty() ? 200 : 409, error);
         });
         server.Post("/api/calibrate", [this](const httplib::Request& req, httplib::Response& res) {
-            if (!allowed(req, res)) return;
+            if (!allowed(req, res, switches)) return;
             std::string error = session.loadCalibration();
             reply(res, error.empty() ? 200 : 409, error);
         });
