@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "device.h"
 #include "failure.h"
+#include "info_facts.h"
 #include "limits.h"
 #include "port_in_use.h"
 #include "registers.h"
@@ -32,68 +33,6 @@ std::string number(double value, const char* unit, int precision = 2) {
     char text[64];
     std::snprintf(text, sizeof text, "%.*f%s%s", precision, value, *unit ? " " : "", unit);
     return text;
-}
-
-struct Facts {
-    std::string node = "?";
-    unsigned int serial = 0;
-    int type = 0;
-    unsigned int resolution = 0;
-    int torque = 0, current = 0, springLength = 0, springForce = 0;
-    unsigned char mode = 0;
-    unsigned int threshold = 0;
-    unsigned int lower[6] = {}, upper[6] = {};
-    struct Raw {
-        const Register* reg;
-        unsigned int value;
-    };
-    std::vector<Raw> registers;
-};
-
-Facts gather(Device& device) {
-    Facts f;
-    std::vector<qeldiscovery::Port> ports = qeldiscovery::findPorts(QEL_MAX_DEVICES);
-    if (static_cast<size_t>(device.id()) <= ports.size())
-        f.node = ports[static_cast<size_t>(device.id() - 1)].node;
-    device.init();
-    f.serial = device.serialNumber();
-    f.mode = device.operationMode();
-    f.threshold = device.velocityThreshold();
-    for (const Register& r : knownRegisters()) {
-        if (r.number < reg::Resolution || r.number > reg::SerialNumber) continue;
-        unsigned int value = r.width == 32
-                                 ? device.readInt(r.number)
-                                 : static_cast<unsigned short>(device.readShort(r.number));
-        f.registers.push_back({&r, value});
-        short asShort = static_cast<short>(value);
-        switch (r.number) {
-        case reg::Resolution:
-            f.resolution = value;
-            break;
-        case reg::NominalTorque:
-            f.torque = asShort;
-            break;
-        case reg::NominalCurrent:
-            f.current = asShort;
-            break;
-        case reg::SpringLength:
-            f.springLength = asShort;
-            break;
-        case reg::SpringForce:
-            f.springForce = asShort;
-            break;
-        case reg::DeviceType:
-            f.type = asShort;
-            break;
-        default:
-            break;
-        }
-    }
-    for (int axis = 0; axis < 6; ++axis) {
-        f.lower[axis] = device.readInt(lowerLimitRegister(axis));
-        f.upper[axis] = device.readInt(upperLimitRegister(axis));
-    }
-    return f;
 }
 
 void printIdentity(const Device& device, const Facts& f) {

@@ -13,7 +13,7 @@ namespace qeltool {
 
 const std::vector<AddCommand>& commandTable() {
     static const std::vector<AddCommand> table = {
-        addList, addInfo, addMonitor, addCalibrate, addParam, addRecord, addPlot, addDoctor,
+        addList, addInfo, addMonitor, addCalibrate, addParam, addRecord, addPlot, addDoctor, addServe,
     };
     return table;
 }

@@ -43,6 +43,7 @@ Command addParam(CLI::App& tool);
 Command addRecord(CLI::App& tool);
 Command addPlot(CLI::App& tool);
 Command addDoctor(CLI::App& tool);
+Command addServe(CLI::App& tool);
 
 } // namespace qeltool
 

@@ -59,13 +59,17 @@ Device::Device(const Selection& selection) {
 }
 
 Device::~Device() {
-    if (rendering_) {
-        qelSetForce(0, 0, 0, cid());
-        if (gravity_) qelSetGravityCompensation(0, cid());
-        qelEnableDevice(false, cid());
-        qelEnableForce(0, cid());
-    }
+    stopRendering();
     qelClose(cid());
+}
+
+void Device::stopRendering() {
+    if (!rendering_) return;
+    qelSetForce(0, 0, 0, cid());
+    if (gravity_) qelSetGravityCompensation(0, cid());
+    qelEnableDevice(false, cid());
+    qelEnableForce(0, cid());
+    rendering_ = gravity_ = false;
 }
 
 std::string Device::name() const { return "device " + std::to_string(id_); }
@@ -75,6 +79,14 @@ std::string Device::of(const char* what) const { return name() + ": cannot " + w
 void Device::init() {
     clearLibraryError();
     check(qelInit(cid()), of("initialise it"));
+}
+
+void Device::reopen() {
+    stopRendering();
+    qelClose(cid());
+    clearLibraryError();
+    if (qelOpenID(cid()) != id_) throw libraryFailure(of("open it again"));
+    init();
 }
 
 void Device::loadCalibration() {
@@ -208,6 +220,22 @@ std::array<int, 3> Device::armEncoders() {
     return counts;
 }
 
+Vector Device::armAngles() {
+    clearLibraryError();
+    expert();
+    Vector angles{};
+    check(qelGetDeltaJointAngles(&angles[0], &angles[1], &angles[2], cid()),
+          of("read the arm's joint angles"));
+    return angles;
+}
+
+std::array<double, 9> Device::orientationFrame() {
+    clearLibraryError();
+    double m[3][3] = {};
+    check(qelGetOrientationFrame(m, cid()), of("read the orientation"));
+    return {m[0][0], m[0][1], m[0][2], m[1][0], m[1][1], m[1][2], m[2][0], m[2][1], m[2][2]};
+}
+
 unsigned int Device::velocityThreshold() {
     clearLibraryError();
     expert();
@@ -224,6 +252,17 @@ void Device::render(const Vector& force, bool gravity) {
     check(qelSetGravityCompensation(gravity ? 1 : 0, cid()), of("switch gravity compensation"));
     check(qelEnableForce(1, cid()), of("enable force output"));
     check(qelEnableDevice(true, cid()), of("power the drives"));
+}
+
+void Device::setForce(const Vector& force) {
+    clearLibraryError();
+    check(qelSetForce(force[0], force[1], force[2], cid()), of("set the force"));
+}
+
+void Device::setGravity(bool gravity) {
+    clearLibraryError();
+    gravity_ = gravity;
+    check(qelSetGravityCompensation(gravity ? 1 : 0, cid()), of("switch gravity compensation"));
 }
 
 std::optional<std::array<int, 3>> Device::motorCommands(const Vector& force,

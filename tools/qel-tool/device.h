@@ -33,6 +33,10 @@ public:
 
     // Reads the device's model and starts the library's refresh of its state.
     void init();
+    // Closes the device and opens and initialises it again, as after a failed exchange, which
+    // the library keeps reporting until then. Rendering ends; the calibration is to be loaded
+    // again.
+    void reopen();
     // Loads the calibration stored in the device: positions need it.
     void loadCalibration();
     // Waits (at most a second) until the library's refresh has computed a first position.
@@ -56,6 +60,9 @@ public:
     unsigned char operationMode();
     std::array<unsigned int, 6> encoders(); // single-turn counts until calibrated
     std::array<int, 3> armEncoders();
+    Vector armAngles(); // the three arm joints in radians
+    // The wrist frame as a rotation matrix, rows first.
+    std::array<double, 9> orientationFrame();
     unsigned int velocityThreshold();
 
     // Force output: the commanded force with force output and the drives on, optionally with
@@ -63,6 +70,12 @@ public:
     void render(const Vector& force, bool gravity);
     bool rendering() const { return rendering_; }
     bool gravity() const { return gravity_; }
+    // While rendering: a new commanded force, gravity compensation on or off.
+    void setForce(const Vector& force);
+    void setGravity(bool gravity);
+    // Zero force, gravity compensation, drives and force output off; does nothing when nothing
+    // is rendered. Never throws: it runs on every way out.
+    void stopRendering();
     // The motor commands the library renders for the commanded force at the given counts
     // (before the refresh thread's velocity damping); none while nothing is rendered, as
     // after the library's speed limit has switched the drives off.

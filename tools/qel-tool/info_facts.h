@@ -1,0 +1,35 @@
+// What qel-tool info shows of a device, gathered through the exported interface: identity,
+// model registers and stored calibration limits. The text and the page views share it.
+#ifndef QELTOOL_INFO_FACTS_H
+#define QELTOOL_INFO_FACTS_H
+
+#include <string>
+#include <vector>
+
+#include "device.h"
+#include "registers.h"
+
+namespace qeltool {
+
+struct Facts {
+    std::string node = "?";
+    unsigned int serial = 0;
+    int type = 0;
+    unsigned int resolution = 0;
+    int torque = 0, current = 0, springLength = 0, springForce = 0;
+    unsigned char mode = 0;
+    unsigned int threshold = 0;
+    unsigned int lower[6] = {}, upper[6] = {};
+    struct Raw {
+        const Register* reg;
+        unsigned int value;
+    };
+    std::vector<Raw> registers;
+};
+
+// Initialises the device and reads everything above.
+Facts gather(Device& device);
+
+} // namespace qeltool
+
+#endif
