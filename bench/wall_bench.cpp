@@ -286,6 +286,17 @@ void restBudget(int type, double stiffness) {
     row("arm's weight", fGravity);
     row("balancing spring", fSpring);
     row("residue: compensation + weight + spring", residue);
+    // The weight split: the platform with half of each passive link acts at the handle as it
+    // is; the rest hangs on the arms. The compensation split likewise, its spring term being
+    // the balancing spring's, reversed.
+    const double platform = (geometry.massPlatform + 1.5 * geometry.massPassLink) * 9.8;
+    double armWeight[3], armCompensation[3];
+    for (int i = 0; i < 3; ++i) {
+        armWeight[i] = fGravity[i] + (i == 1 ? platform : 0.0);
+        armCompensation[i] = fCompensation[i] + fSpring[i] - (i == 1 ? platform : 0.0);
+    }
+    row("of the weight: links and elbows", armWeight);
+    row("of the compensation: links and elbows", armCompensation);
     row("sum of all (0 at rest)", sum);
 }
 
