@@ -9,16 +9,11 @@
 
 namespace qelservo {
 
-namespace {
-// Set while this thread is inside a servo callback: a setter called from there must not wait
-// for the call it is part of.
-thread_local bool insideCallback = false;
-} // namespace
-
 void Hook::callOut(const Entry& entry, const qelServoState& state, double force[3]) {
-    insideCallback = true;
+    // Noted so that a setter called from inside the callback does not wait for the call it is
+    // part of. A thread-local flag would do, but may be allocated on the thread's first use.
+    caller_.store(pthread_self(), std::memory_order_relaxed);
     entry.callback(&state, force, entry.user);
-    insideCallback = false;
 }
 
 void Hook::set(qelServoCallback callback, void* user) {
@@ -30,7 +25,8 @@ void Hook::set(qelServoCallback callback, void* user) {
     // A call that began before the switch may still hold the old entry; it is marked odd. One
     // that begins after it reads the new one.
     const uint64_t seen = calls_.load(std::memory_order_seq_cst);
-    if ((seen & 1u) == 0 || insideCallback) return;
+    if ((seen & 1u) == 0 || pthread_equal(caller_.load(std::memory_order_relaxed), pthread_self()))
+        return;
     while (calls_.load(std::memory_order_acquire) == seen) {
         struct timespec pause = {0, 20000};
         nanosleep(&pause, nullptr);

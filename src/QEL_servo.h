@@ -3,6 +3,8 @@
 #ifndef QEL_SERVO_H
 #define QEL_SERVO_H
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdint>
 
@@ -44,11 +46,12 @@ private:
         qelServoCallback callback = nullptr;
         void* user = nullptr;
     };
-    static void callOut(const Entry& entry, const qelServoState& state, double force[3]);
+    void callOut(const Entry& entry, const qelServoState& state, double force[3]);
 
     Entry entries_[2];
     std::atomic<unsigned> active_{0};
     std::atomic<uint64_t> calls_{0};
+    std::atomic<pthread_t> caller_{};
 };
 
 } // namespace qelservo
