@@ -129,7 +129,7 @@ Outcome push(qelemu::Device& device, double stiffness, bool callback) {
 
 // The stiffest wall that settles, by bisection on a logarithmic scale.
 double stiffest(qelemu::Device& device, bool callback, Outcome& at) {
-    double low = 0.5, high = 64;
+    double low = 0.5, high = 512;
     at = push(device, low, callback);
     if (!at.settled) return 0;
     Outcome top = push(device, high, callback);
