@@ -90,6 +90,8 @@ int QEL::IsInitialized() { return m_fInit; }
 int QEL::WaitForReset(int) { return 1; }
 
 int QEL::Close() {
+    // Whatever follows, the application's servo callback is not called once Close returns.
+    m_Servo.set(nullptr, nullptr);
     if (!m_fOpen) return 1;
     SetLED(1, false);
     fThreadFinish = true;

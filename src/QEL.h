@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "QEL_error_codes.h"
+#include "QEL_servo.h"
 #include "qelDefines.h"
 #include "qelVector.h"
 #include "uartconnector.h"
@@ -382,12 +383,19 @@ public:
         short motorCurrent[6] = {};
         unsigned int encoders[6] = {};
         unsigned char replyMotorCount = 0, replyChannelCount = 0;
+        unsigned long long passes = 0; // since the thread started, that is since qelInit
     };
     // One pass of an open, initialised device: the damped motor commands out and the
     // measurements in through the full cyclic frame, then the position and, with force output
     // and the drives on, the motor commands of the next pass. No allocation, no lock but the
     // exchange's.
     void RefreshPass(RefreshWork& work);
+
+    // The application's servo callback, run by RefreshPass (an extension of the interface).
+    qelservo::Hook m_Servo;
+    // The callback's part of a pass, between the position and the force: it hands the callback
+    // the pass's state and the commanded force, and keeps the force it leaves.
+    void RunServoCallback(unsigned long long pass, int64_t replyNs);
 
 protected:
     // The guards that open most operations. CheckOpenInit reports error 1 (not open) or 2 (not

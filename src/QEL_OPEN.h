@@ -1183,6 +1183,59 @@ typedef void* fn(void*);
 /// @return 1 when the thread started, 0 otherwise
 QEL_API int qelStartThread(fn* func, void* arg, int priority);
 
+// ==== Extension of the interface: the servo callback ====
+//
+// Runs an application's force law inside the device's refresh thread, at the device's own
+// rate, instead of in an application loop that reads the position and sets the force at its
+// own pace. Nothing else in the interface changes: without a callback the library behaves as
+// it always has.
+
+/// The state of the device as of one refresh pass, handed to the servo callback.
+typedef struct qelServoState {
+    /// Handle position in millimetres, as qelGetPosition gives it.
+    double position[3];
+    /// Handle velocity in millimetres per second: the velocity qelGetLinearVelocity reports
+    /// (millimetres per the device's velocity period) converted to seconds, which at the
+    /// device's velocity unit of 1/128 joint turn per second is a factor of
+    /// -resolution / 128 (-8192 at 2^20 counts a turn). See docs/frame.md.
+    double velocity[3];
+    /// The wrist's rotation matrix as qelGetOrientationFrame gives it (all zero without a
+    /// wrist).
+    double orientation[3][3];
+    /// Bit i set while button i is pressed.
+    unsigned int buttons;
+    /// Refresh passes since qelInit, this one included.
+    unsigned long long pass;
+    /// CLOCK_MONOTONIC, in nanoseconds, when this pass's reply arrived.
+    long long timeNs;
+} qelServoState;
+
+/// A servo callback. `state` describes the pass; `force` holds, on entry, the force currently
+/// commanded (newtons), and what the callback leaves in it is the new commanded force: it goes
+/// out in the very next frame and is what qelGetForce reports. `user` is the pointer given to
+/// qelSetServoCallback with this callback.
+///
+/// The callback runs on the device's refresh thread on every pass of a calibrated device,
+/// after the position is solved and before the force is converted to motor commands. It must
+/// not block and must not call this interface (everything a pass knows is in `state`); its
+/// duration adds to every pass and so lowers the refresh rate.
+typedef void (*qelServoCallback)(const qelServoState* state, double force[3], void* user);
+
+/// Sets, replaces or removes (callback NULL) the servo callback of device ID.
+///
+/// Safe while the refresh thread runs: a pass sees either the old callback with its user
+/// pointer or the new one with its own, never one with the other's pointer. Once a call that
+/// removes or replaces a callback has returned, and once qelClose has returned, the old
+/// callback is never called again; to get there the call may wait for a pass that is inside
+/// the old callback to leave it.
+///
+/// @param callback  the callback, or NULL to remove it
+/// @param user      handed to every call of the callback
+/// @param ID        the device (-1 for the current one)
+/// @return 1, or 0 on failure: error 3 for an identifier out of range, 2 for a device that
+///         is not open (recorded in the last-error record).
+QEL_API int qelSetServoCallback(qelServoCallback callback, void* user, char ID);
+
 #ifdef __cplusplus
 } // extern "C"
 #endif

@@ -39,11 +39,14 @@ void QEL::RefreshPass(RefreshWork& work) {
                       work.motorCommand, &m_SetCommd, &work.replyMotorCount,
                       &work.replyChannelCount, m_StatWord, m_EncoderValue, m_EncoderVel,
                       work.motorCurrent, &m_DeviceState);
+    const int64_t replyNs = GetNanoSeconds();
+    ++work.passes;
     for (int i = 0; i < m_OutputDOF && i < 3; ++i) m_MotorCurrent[i] = work.motorCurrent[i];
     for (int i = 0; i < 6; ++i) work.encoders[i] = m_EncoderValue[i];
     if (readFlag(m_fCalibrate)) {
         if (EncToOpPos(work.encoders, m_Position, m_Orientation))
             m_CalibratedPasses.fetch_add(1, std::memory_order_release);
+        RunServoCallback(work.passes, replyNs);
         if (readFlag(m_fForceEnable) && readFlag(m_fDeviceEnable))
             OpFrcToMot(m_Force, work.encoders, m_MotorDACValue);
     }

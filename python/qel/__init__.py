@@ -7,11 +7,12 @@
         device.force = (0.0, 0.0, 1.0)   # newtons
         print(device.position)           # millimetres
 
+`device.servo(callback)` runs a force law on the library's refresh thread on every pass.
 `qel.lib()` gives the library itself, every exported function with a plain name declared for
 ctypes, for what the Device class does not cover.
 """
-from ._lib import load as lib
+from ._lib import ServoState, load as lib
 from .device import Device
 from .errors import QelError
 
-__all__ = ["Device", "QelError", "lib"]
+__all__ = ["Device", "QelError", "ServoState", "lib"]

@@ -159,4 +159,5 @@ FUNCTIONS = {
     'qelGetTime': ('double', []),
     'qelSleep': ('void', ['double']),
     'qelStartThread': ('int', ['thread_fn', 'void_p', 'int']),
+    'qelSetServoCallback': ('int', ['servo_fn', 'void_p', 'char']),
 }

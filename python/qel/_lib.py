@@ -8,6 +8,24 @@ from ._functions import FUNCTIONS
 # The thread routine type of qelStartThread: void* (*)(void*).
 THREAD_FN = ctypes.CFUNCTYPE(ctypes.c_void_p, ctypes.c_void_p)
 
+
+
+class ServoState(ctypes.Structure):
+    """What the servo callback is told of each refresh pass (qelServoState)."""
+    _fields_ = [
+        ("position", ctypes.c_double * 3),        # mm
+        ("velocity", ctypes.c_double * 3),        # mm/s
+        ("orientation", ctypes.c_double * 3 * 3),
+        ("buttons", ctypes.c_uint),               # bit i: button i pressed
+        ("pass_", ctypes.c_ulonglong),            # refresh passes since qelInit
+        ("timeNs", ctypes.c_longlong),            # CLOCK_MONOTONIC of the pass's reply
+    ]
+
+
+# The servo callback type: void (*)(const qelServoState*, double force[3], void* user).
+SERVO_FN = ctypes.CFUNCTYPE(None, ctypes.POINTER(ServoState), ctypes.POINTER(ctypes.c_double),
+                            ctypes.c_void_p)
+
 _TYPES = {
     "void": None,
     "int": ctypes.c_int,
@@ -23,6 +41,7 @@ _TYPES = {
     "char_p": ctypes.c_char_p,
     "void_p": ctypes.c_void_p,
     "thread_fn": THREAD_FN,
+    "servo_fn": SERVO_FN,
     "int_p": ctypes.POINTER(ctypes.c_int),
     "short_p": ctypes.POINTER(ctypes.c_short),
     "double_p": ctypes.POINTER(ctypes.c_double),

@@ -103,3 +103,27 @@ def test_the_wall_example_holds_the_pushing_hand():
     # reach its own stop 30 mm behind it.
     assert float(m.group(3)) < 15
     assert "drives off" in done.stderr
+
+
+def test_servo_callback_sets_the_force_on_every_pass():
+    result, reports = run("""
+        import json, time, qel
+        calls = []
+        def push(state, force):
+            calls.append(state.pass_)
+            force[2] = 1.5
+        with qel.Device(1) as device:
+            device.force_enabled = True
+            device.servo(push)
+            time.sleep(0.3)
+            device.servo(None)
+            n = len(calls)
+            time.sleep(0.05)
+            print(json.dumps({"force": device.force, "calls": n, "after": len(calls),
+                              "steps": sorted(set(b - a for a, b in zip(calls, calls[1:])))}))
+        """, "--position", "10,-5,190")
+    assert result["force"] == [0.0, 0.0, 1.5]
+    assert result["calls"] > 10 and result["after"] == result["calls"]
+    assert result["steps"] == [1], "one call on every pass"
+    motors = [int(m) for m in re.search(r"motors (-?\d+),(-?\d+),(-?\d+)", reports["1"]).groups()]
+    assert any(m != 0 for m in motors), reports["1"]

@@ -2,7 +2,8 @@
 # wall against the emulated arm in physics mode, with the scripted hand pushing up into the
 # wall with 2 N: the 0.5 N/mm wall holds it 4 mm deep; forces ramp in and stay under their
 # limit; the run is recorded; the drives are off at the end, and after Ctrl-C too. Without
-# the wall the same hand pushes the handle all the way to its own stop 30 mm further on.
+# the wall the same hand pushes the handle all the way to its own stop 30 mm further on. The
+# servo callback renders the same wall.
 #   wall_test.sh QEL_EMULATOR WALL
 set -eu
 emulator=$1 wall=$2
@@ -41,6 +42,13 @@ awk -F, 'NR > 1 {
         exit !(rows >= 2100 && !over && !late && !early)
     }' "$csv" >&2 ||
     fail "the recording breaks the ramp or the limit, or has too few rows"
+
+# The same wall from the servo callback.
+# shellcheck disable=SC2086
+"$emulator" $hand -- "$wall" --seconds 3 --servo >"$out" 2>&1 || fail "exit status $?"
+servo=$(value "settled penetration")
+awk -v s="$servo" 'BEGIN { exit !(s > 2.5 && s < 5.5) }' ||
+    fail "from the callback settled $servo mm deep, not about 4"
 
 # Without the wall the hand goes to its stop at 230 mm.
 # shellcheck disable=SC2086

@@ -199,6 +199,9 @@ std::vector<Row> rows() {
         ROW(qelGetTime, NoPrologue, 0, ()),
         ROW(qelSleep, NoPrologue, none, (1.0)),
         ROW(qelStartThread, NoPrologue, none, (nullptr, nullptr, 0)),
+
+        // Extensions.
+        ROW(qelSetServoCallback, Open, none, (nullptr, nullptr, ID)),
     };
 }
 
