@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A device object set up as an initialised, calibrated type-1 device (arm, wrist and the force
 // model), with no port and no refresh thread, so that a benchmark alone runs a pass's
 // computation; and a path of counts for the handle to follow.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Many devices at once: N emulated devices, each refreshed by its own thread, against N bare
 // 67-byte ping-pong threads on the same ports, for N = 1, 2, 4, 8 and 10. The two alternate in
 // short rounds, so that the machine's drifts fall on both sides of every ratio; the figures are

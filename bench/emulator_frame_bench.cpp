@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How long the emulated device takes to answer one full cyclic frame (0xB0), from request
 // bytes to reply bytes, as a plain call: no port, no serving thread. Reported per frame as
 // the median and the 99th percentile in microseconds (counters median_us and p99_us), next to

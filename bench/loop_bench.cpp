@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The refresh loop against the emulated device, measured in one run:
 // - its rate, bare (not calibrated) and with the whole pass (calibrated, force output and drives
 //   on, gravity compensation), next to a bare 67-byte request/reply ping-pong over the same

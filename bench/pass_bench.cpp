@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One refresh pass's computation, each part in nanoseconds next to a closed-form forward
 // kinematics of the same arm computed in the same run:
 // - the kinematics (counts to position by Newton's method, the Jacobian and the Cartesian

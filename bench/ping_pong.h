@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The reference the refresh loop is measured against: a plain blocking write/read ping-pong of
 // the 67-byte cyclic frame on an emulated device's port, with nothing computed between
 // exchanges.

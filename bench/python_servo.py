@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What a Python servo callback costs the refresh loop: the loop's rate without a callback and
 with one that only sets the force, alternated over three rounds, and the time a pass gains.
 

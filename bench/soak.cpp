@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Soak: the refresh loop renders a changing force with gravity compensation on an emulated
 // device in physics mode for a given time, while an application thread commands the force and
 // reads the position at 1 kHz through the exported interface. Reports the exchanges done, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stiffest stable wall: the emulated arm in physics mode, the scripted hand pushing 2 N up
 // into a wall at z = 200 mm, the wall rendered either from an application loop at 1 kHz (the
 // force set with qelSetForce) or from the servo callback on every refresh pass. Both use the

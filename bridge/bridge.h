@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bridge's loop: every served device's commands taken, its force rendered through the
 // guard, its state read and published; lost devices closed and looked for again; the
 // diagnostics once a second. One thread calls the library and DDS.

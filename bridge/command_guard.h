@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What stands between the network and a device's motors: every force command is checked
 // (non-finite ones rejected, the magnitude clamped), the force rendered moves towards the last
 // accepted command no faster than the allowed rate, and a watchdog brings it to zero when the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dds_node.h"
 
 #include <cmath>

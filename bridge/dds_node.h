@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bridge on DDS: one participant in the ROS_DOMAIN_ID domain, the per-device topics under
 // the device's namespace, and the shared /tf and /diagnostics. ROS 2 puts the ROS topic /a/b
 // on the DDS topic rt/a/b. Only the bridge's loop thread calls it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One device as the bridge sees it through the library's exported interface: bring-up, its
 // state in ROS's units (REP 103: metres, radians, newtons, seconds), the force it renders, and
 // closing. The library is called from one thread only: the bridge's loop.

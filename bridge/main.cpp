@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-bridge: the attached devices on DDS, with ROS 2's own topics and types, so that ROS 2
 // nodes and tools see them with no adapter. See docs/bridge.md.
 #include <atomic>

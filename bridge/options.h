@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command line of qel-bridge.
 #ifndef QEL_BRIDGE_OPTIONS_H
 #define QEL_BRIDGE_OPTIONS_H

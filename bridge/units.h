@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The library's units to ROS's (REP 103).
 #ifndef QEL_BRIDGE_UNITS_H
 #define QEL_BRIDGE_UNITS_H

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What `cmake --install` puts where (GNU directories under the prefix):
 #   lib/libqel.so.1.x.y, its SONAME link libqel.so.1 and the link libqel.so;
 #   include/qel/QEL_OPEN.h and qelDefines.h;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "arm_model.h"
 
 #include <cmath>

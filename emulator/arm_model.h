@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated device's own model of the delta arm and its wrist: geometry of the device
 // type, joint angles, closed-form inverse kinematics for pose mode, and a physics mode in
 // which motor torques, gravity, a balancing spring, friction, joint limits and a scripted hand

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated device's state: its registers and their persistence, power-on, and the
 // encoders, motor currents and physics that the arm model drives.
 #include "device.h"

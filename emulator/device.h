@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One emulated device: its register bank, the state the host sets through the line (mode,
 // LEDs, brakes, drives, motor commands), the arm it reports encoder counts of, and the faults
 // a test asks it to commit. The device answers one request frame at a time through handle(),

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults injected into the emulated device's replies: which rule hits which reply, and what
 // it does to the reply.
 #include "device.h"

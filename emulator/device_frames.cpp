@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated device's answers to the host's frames: each request checked, acted on and
 // answered with the reply's exact layout.
 #include "device.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the device's files share and its header keeps to itself: the arm the encoders measure
 // and the clock the physics and the cyclic log run on.
 #ifndef QELEMU_DEVICE_INTERNAL_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests and the launcher read from the emulated device and set on it from outside the
 // line: registers, counters, logs, outputs, inputs and the arm's pose.
 #include "device.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A set of emulated devices on emulated serial ports: a umockdev testbed with one port per
 // device (plus optional decoy ports that discovery must skip) and one serving thread per
 // device that reads requests from the port's master end and writes the device's replies.

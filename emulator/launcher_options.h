@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command line of qel-emulator: the emulated devices to build, what happens to them while
 // the program runs, and where the program's own command line starts.
 #ifndef QELEMU_LAUNCHER_OPTIONS_H

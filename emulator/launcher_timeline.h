@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What happens to the emulated devices while qel-emulator's program runs: device 1's button
 // goes down at the time the command line gives. A thread of its own waits for that time;
 // destroying the timeline ends it at once.

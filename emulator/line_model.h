@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How the emulated device's replies travel to the host. On the pseudo-terminal a reply is
 // written at once and the host can read it some tens of microseconds later; a real device is
 // reached over USB, where the device's bytes travel in packets of at most 64 bytes that the

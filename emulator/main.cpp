@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-emulator: runs a program against emulated devices. It builds a umockdev testbed with one
 // emulated serial port per device, serves the devices, and runs the program with the umockdev
 // preload so that its udev look-ups and port opens see the emulated ports. Its exit status is

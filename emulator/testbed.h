@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Emulated serial ports in a umockdev testbed: each port is a tty in a private udev database,
 // backed by a pseudo-terminal whose master end the emulator (or a test) serves. Programs run
 // under the umockdev preload (umockdev-wrapper) see these ports instead of the machine's.

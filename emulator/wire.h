@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device's side of the line protocol: frame constants, the checksum, and the fixed
 // request and reply length of every command code. Frames are 0xBE, a command code, a
 // fixed-length payload and a CRC-16/CCITT-FALSE over everything before it, high byte first.

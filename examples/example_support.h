@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Small helpers the examples share: reading their few options, a monotonic clock, a paced
 // loop, Ctrl-C, and bringing a device up with the library's error text on failure. Only the
 // exported interface of QEL_OPEN.h is used.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // gravity: gravity compensation. The refresh thread adds the torques that hold the arm's own
 // weight to every force it renders, so with force output on and a zero force commanded the
 // handle floats wherever it is let go.

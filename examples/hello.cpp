@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // hello: the first program. It finds a device, brings it up, and prints where the handle is
 // ten times a second until the handle's button is pressed or the time is up.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // multi: two devices side by side, teleoperation in miniature. Device 1 is the leader: move
 // it by hand. Device 2, the follower, is pulled by a spring and a damper towards the point
 // where the leader's handle is, each in its own frame. Both are gravity compensated.

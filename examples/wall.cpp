@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // wall: a virtual wall and a spring, rendered from the application's own loop at its own rate,
 // or with --servo from the library's servo callback on every refresh pass.
 // The wall is the plane z = Z; the handle may go up to it freely and meets a stiff spring

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzzes the replies of the short command frames: modes, LEDs, drives, brakes, motor commands
 // and velocities, the encoder preset and the encoder read, each through its operation on an
 // initialised device object. Input: an operation selector, a flags byte (bit 0: replies carry

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzzes the cyclic replies: the full frame (0xB0) with its channel count, each taken through
 // one pass of the refresh loop's work (damped motor commands, the exchange, positions and,
 // with force and drives on, the force rendered into motor commands) and then read back as an

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Fuzzes the register replies: single registers, 16- and 32-bit parameters, the serial
 // number, the commit, and the sequences built on them: the initialisation, which takes the
 // device's model from its registers, and the calibration load and save. After an

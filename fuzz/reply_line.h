@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The harness the fuzz targets share: a device object whose port is one end of a socket pair.
 // The fuzzer's bytes stand in for the device's replies: they are written to the other end
 // before an operation runs, and every exchange goes through the library's own send, receive,

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Plots a run of the teleop example recorded with --csv: the leader's and the follower's paths
 # (each in its own base frame, seen along the circle's axis) and the coupling force over time.
 #   gnuplot -e "csv='teleop.csv'; png='teleop.png'" scripts/teleop-plot.gp

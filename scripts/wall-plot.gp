@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Plots a run of the wall example recorded with --csv: how deep the handle is in the wall, and
 # the force rendered with the safe-start ramp, over time.
 #   gnuplot -e "csv='run.csv'; png='run.png'; rest_mm=4" scripts/wall-plot.gp

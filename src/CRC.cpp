@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CRC.h"
 
 unsigned short crcTable[256];

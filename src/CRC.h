@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // CRC-16/CCITT-FALSE (polynomial 0x1021, initial value 0xFFFF, no reflection, no final XOR),
 // the checksum that ends every frame on the device's line.
 #ifndef QEL_CRC_H

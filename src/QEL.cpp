@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Construction, opening and closing, the parameter reset and the capability queries.
 #include "QEL.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device object: one instance per haptic device, reached through one USB virtual serial
 // port. It owns the port, the lock around each request/response exchange, the refresh thread,
 // the device-model parameters and all kinematic and force state.

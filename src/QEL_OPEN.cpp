@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exported interface: the table of open devices, the current device, expert mode, the
 // last-error record, and the functions that find, open, describe and close devices.
 #include "QEL_OPEN.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// @file QEL_OPEN.h
 /// @brief The library's exported interface: a flat set of qel functions that find, open,
 /// initialise and close devices, read the handle's state and command forces.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Exported access to the device's parameter registers, its calibration and its velocity
 // threshold.
 #include "QEL_OPEN.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Expert functions: raw encoder counts and motor commands, joint angles, and the conversions
 // between them and Cartesian quantities. All but qelEnableDevice need expert mode.
 #include "QEL_OPEN.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Force output: the commanded force, the combined force, torque and gripper commands, gravity
 // compensation and the brakes.
 #include "QEL_OPEN.h"

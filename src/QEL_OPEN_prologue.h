@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The checks every exported device function runs before it reaches the device object, and
 // the interface's globals. Internal to the library.
 #ifndef QEL_OPEN_PROLOGUE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The handle's state: position, orientation, velocities, buttons, the communication rate, and
 // the gripper and base-angle queries that no device answers.
 #include "QEL_OPEN.h"

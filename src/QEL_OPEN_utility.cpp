@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Utilities that address no device: the application's own real-time thread, and keyboard,
 // clock and sleep functions kept for applications written against them, which answer at once.
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Encoder calibration: each axis's lower and upper count, kept in device registers, from which
 // joint angles are computed.
 #include "QEL.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The cyclic control frames: the full frame the refresh thread exchanges on every pass, and the
 // shorter motor-and-encoder frame with its own velocity estimate.
 #include "QEL.h"

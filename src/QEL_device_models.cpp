@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "QEL_device_models.h"
 
 namespace qelmodels {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The mechanical models of the device types the library knows. Initialisation loads one into
 // the device object; qel-tool shows the same figures.
 #ifndef QEL_DEVICE_MODELS_H

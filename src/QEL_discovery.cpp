@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "QEL_discovery.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Finding the device's serial ports in the udev database. The library numbers its devices in
 // this order, and qel-tool lists ports in it, so both are built on this one search.
 #ifndef QEL_DISCOVERY_H

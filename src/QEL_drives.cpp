@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Motor output and force enabling: the two flags that let the refresh thread render forces,
 // the Cartesian force it renders, and the direct motor frames that bypass it.
 #include "QEL.h"

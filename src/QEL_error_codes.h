@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The error codes of the library's two error records, each named once: the device object's
 // (recorded with ErrorCatch into m_ErrCode) and the exported interface's (recorded with
 // qelErrorCatch into the last-error record). Their texts are keyed on these names.

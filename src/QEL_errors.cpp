@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device object's error record and the texts of its codes and of the controller's faults.
 #include "QEL.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Leaving the process: a program that returns from main or calls exit with a device still
 // open would leave its drives on and its last motor command pushing. The library therefore
 // keeps the set of open device objects and, when the process exits normally, stops each one's

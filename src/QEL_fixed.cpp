@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Operations that the interface declares but no device provides. They check nothing and give
 // fixed answers, which the exported functions pass on unchanged.
 #include "QEL.h"

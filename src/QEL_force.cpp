@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A Cartesian force on the handle to joint torques and signed 16-bit motor commands, the inverse
 // and auxiliary torque conversions, and the same torques from the statics of the link chains.
 #include "QEL.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the force geometry and the gravity model share: the arms' azimuths as sines and cosines,
 // worked out once at load rather than on every pass.
 #ifndef QEL_FORCE_COMMON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The force transmission geometry of the delta arm: per arm a fixed link from the base's centre
 // to the shoulder, an actuated link driven by the motor, and a passive parallelogram link to the
 // moving platform; their vectors, the normals of the arms' planes, and the forces the passive

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Building and reading the device's frames: header 0xBE, command code, payload, and the
 // checksum of everything before it, high byte first. Multi-byte payload fields are big-endian
 // unless a frame says otherwise.

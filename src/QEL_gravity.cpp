@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Gravity compensation: the joint torques that hold the arm's own weight, so that a released
 // handle floats, and the gravity settings of the device object.
 //

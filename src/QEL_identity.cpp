@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Identity, time and the guarded queries that the device cannot answer.
 #include "QEL.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bringing a device up: its identity and electrical parameters, the mechanical model of its
 // type, and the refresh thread.
 #include "QEL.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Buttons, LEDs and brakes.
 #include "QEL.h"
 #include "QEL_frame.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Encoder counts: reading and presetting them on the device, and converting between counts
 // and joint angles.
 #include "QEL.h"

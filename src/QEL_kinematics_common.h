@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conventions shared by the kinematics files: the value of pi, how a count offset computed in
 // double becomes an encoder count, and which channel masks a device accepts.
 #ifndef QEL_KINEMATICS_COMMON_H

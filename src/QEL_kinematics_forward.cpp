@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Forward kinematics: the handle's position from the arm's joint angles by Newton's method,
 // the wrist's orientation from its three angles, and the refresh pass that runs both.
 #include <cmath>

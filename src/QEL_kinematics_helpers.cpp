@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kinematics' helpers that are not inline: remembered sines and cosines, and the 3x3
 // inverse as an operation of the device object. The matrix and vector arithmetic itself is
 // inline, in QEL_matrix.h.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Inverse kinematics: the arm's encoder counts for a handle position, in closed form.
 #include <cmath>
 

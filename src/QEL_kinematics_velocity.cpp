@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Velocities and Jacobians: the encoder rates the device reports, the joint rates derived from
 // them, the Cartesian velocity of the last refresh pass and its safety threshold; the arm's
 // translational Jacobian, and the wrist Jacobian and inertia operations, which the device's

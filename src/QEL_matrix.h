@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exact 3x3 inverse and Newton step shared by the position solver, the Jacobian and the
 // force path. Inline and free of the device's guards: the callers have checked the device
 // already, and the solver runs them several times on every refresh pass.

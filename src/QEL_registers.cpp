@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Device registers and parameters, and operation modes.
 #include "QEL.h"
 #include "QEL_frame.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The refresh thread: the loop that carries commands to the device and measurements back on
 // every pass, and the bookkeeping that keeps a device object alive until its threads are gone.
 #include "QEL.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The servo callback: an application's force law run by the refresh thread on every pass.
 // An extension of the exported interface.
 #include "QEL_servo.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The servo callback's slot in a device object: the application sets it, the refresh thread
 // calls it once a pass. Internal to the library.
 #ifndef QEL_SERVO_H

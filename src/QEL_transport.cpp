@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The port table, opening the port, and the checked request/response exchange.
 #include "QEL.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /// @file qelDefines.h
 /// @brief Types and constants shared by the library and the applications that use it.
 #ifndef QEL_DEFINES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A three-component vector for the arm's link geometry, and the 3x3 transpose.
 // Sums are taken in a fixed order (x, then y, then z) so that results are reproducible to the
 // last bit across builds.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "uartconnector.h"
 
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The serial line to the device: a USB virtual serial port driven through termios.
 #ifndef QEL_UARTCONNECTOR_H
 #define QEL_UARTCONNECTOR_H

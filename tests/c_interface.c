@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* An application written in C: it includes the exported header as it is and links the library
  * by the plain names, as C programs and foreign-function callers do. With no device attached
  * every call must come back with its failure value and the right error, across the C calling

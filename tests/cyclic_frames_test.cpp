@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The cyclic frames and the calibration registers of the device object, byte for byte against
 // scripted replies. The object is marked initialised by hand so that no refresh thread runs and
 // every frame on the line is the test's own.

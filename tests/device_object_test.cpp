@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device object's lifecycle, defaults, guards and error record.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Discovery of the device's ports through the udev database of an emulated testbed.
 #include <gtest/gtest.h>
 

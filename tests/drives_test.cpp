@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Force enabling, the drives and the direct motor frames: byte for byte against scripted
 // replies, and end to end against the emulated device.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated arm's joint stops against energy. Its kinematics meet the library's in the
 // kinematics tests and its physics the library's force rendering end to end.
 #include "arm_model.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated device seen from the host's end of the line: this program opens the port's
 // node (redirected by the umockdev preload), writes raw request frames and decodes the
 // replies against the byte layouts, written out by hand. Replies are compared whole with

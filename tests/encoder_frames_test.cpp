@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading and presetting encoder counts: the frames byte for byte against scripted replies,
 // then over the wire against the emulated device's own counters.
 #include <gtest/gtest.h>

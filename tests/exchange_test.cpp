@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The checked request/response exchange against scripted replies on an emulated port.
 #include <gtest/gtest.h>
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Checks the library's dynamic symbol table against tests/exported_symbols.txt: every plain
 # name is exported unmangled, every type-encoded one only under its encoded name, and the
 # library exports no other qel function under either kind of name.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fault matrix end to end through the exported interface: each fault of the emulated
 // device met in each phase of a device's life. Every cell checks the failing call's result and
 // the last-error record, bounds every call by the exchange time-out plus a margin, checks that

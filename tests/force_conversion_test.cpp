@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The torque and motor-unit conversions and the gravity settings of the device object, on an
 // object marked open and initialised by hand: pure arithmetic, no line.
 #include <gtest/gtest.h>

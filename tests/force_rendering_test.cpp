@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Force rendering end to end against the emulated device: the road of a force command to the
 // motors, checked against the emulator's own Jacobian; gravity compensation and a virtual wall
 // in the emulator's physics mode.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Buttons, LEDs, brakes, time and the operations with fixed answers: frames byte for byte
 // against scripted replies, and the brakes and serial number end to end against the emulated
 // device.

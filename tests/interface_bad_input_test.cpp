@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bad input at the exported interface: every function of the exported table called with every
 // identifier from -128 to 127, in every state of the device table: before any open, counted
 // but none open, ten devices open (with an eleventh attached that the table has no room for),

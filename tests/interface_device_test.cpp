@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exported interface against the emulated device: serial numbers, device errors carried
 // through the last-error record, and parameters that survive a restart.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every exported function's checks before it reaches a device, one table row per function:
 // an identifier out of range, an empty slot, expert mode off, and the fixed answer of the
 // functions that do nothing else, each with its outputs left as they were. The rows must name

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exported state, force and parameter functions against the emulated device: what an
 // application reads matches the emulated arm, and what it commands reaches the device's
 // registers, brakes and motor frames.

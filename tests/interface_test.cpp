@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The exported connection functions and the last-error record, through the interface an
 // application uses, against emulated ports.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The refresh thread's kinematics against the emulated device: counts from the wire, the
 // calibration from the device's registers, and the position, orientation and velocity they
 // give, compared with the emulated arm's own ground truth; then the speed limit cutting the

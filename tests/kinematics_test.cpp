@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The arm's kinematics on a device object whose model is set by hand, checked against the
 // worked figures of the type-1 arm and against the emulated arm's independent model.
 #include <gtest/gtest.h>

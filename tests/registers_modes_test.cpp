@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Register, parameter and mode frames of the device object, byte for byte against scripted
 // replies.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device runtime against the emulated device: initialisation and the device models, the
 // refresh thread's traffic and rate, calibration in the device's registers, and the lifetime of
 // the thread when devices are closed, dead or reopened.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Safe beside other programs and through every exit, and the units docs/frame.md states. The
 // second programs are this program run again in a role (QEL_SAFETY_ROLE), and qel-tool.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The serial line as the device object leaves it, read back from the emulated port.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The servo callback end to end against the emulated device: its calls, the road of its force
 // to the motors, and setting, removing and closing while the refresh thread runs.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // bridge_probe: what a controller on the network sees of qel-bridge. For each namespace it
 // reads the pose topic and, on every new pose, writes a force command back at once (zero
 // newtons), as a teleoperation controller would. After a second to settle it counts, for

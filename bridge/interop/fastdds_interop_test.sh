@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # The bridge (Cyclone DDS) and a Fast DDS program built from the same IDL files exchange the
 # device's pose, a force command and the rendered force, on the loopback interface only.
 #   fastdds_interop_test.sh QEL_EMULATOR QEL_BRIDGE FASTDDS_PEER

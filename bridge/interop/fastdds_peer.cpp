@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A Fast DDS program, built from the bridge's IDL files, that talks to qel-bridge as a ROS 2
 // node on Fast DDS would: it reads the device's pose, switches force output on, commands a
 // force and reads it back from the wrench topic. Exits 0 when all of that happened.

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Runs fastddsgen on the given IDL files into OUT_DIR. fastddsgen writes the types that the
 # files include into the same folder but names the headers of other packages by their package
 # path (std_msgs/msg/Header.h): those includes are made flat to match.

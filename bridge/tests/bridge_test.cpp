@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-bridge end to end: the bridge runs as a program of its own against devices emulated in
 // this process, and this process looks at it over DDS as a ROS 2 node would. DDS stays on the
 // loopback interface (CYCLONEDDS_URI); each test has a domain of its own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The guard's arithmetic on a 1 ms clock: the bounds a network command cannot get past.
 #include <gtest/gtest.h>
 

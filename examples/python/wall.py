@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A virtual wall rendered from Python: a spring pushes the handle back out of the half-space
 beyond a plane. The force ramps in over the first half second (safe start), and leaving the
 `with` block, however it is left, switches the drives off (safe stop).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // teleop: two devices coupled through the network only. Each device is served by its own
 // qel-bridge (on two machines in real use); this program reads both handles' poses and twists
 // from DDS and writes force commands back: the follower is pulled by a spring and a damper

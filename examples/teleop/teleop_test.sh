@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # teleop against two emulated arms, each behind its own qel-bridge, on the loopback interface:
 # the scripted hand moves the leader round a circle and the follower, pulled through the
 # bridges' topics only, follows it closely (uncoupled, the gap would stay near 30 mm); both

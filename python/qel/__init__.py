@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Python binding of libqel, the driver of the force-feedback delta arm.
 
     import qel

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The exported functions with plain names: result type and parameter types.
 
 Written by scripts/gen-python-bindings from QEL_OPEN.h; do not edit.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Loading libqel.so.1 and declaring its exported functions for ctypes."""
 import ctypes
 import ctypes.util

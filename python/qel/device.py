@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A device as a Python object: opened, initialised and calibrated on entry, drives off and
 closed on exit."""
 import ctypes

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The exception raised when a library call fails."""
 
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The binding end to end: each test runs a short Python program under qel-emulator, which
 reports each emulated device's final state, and checks what the program printed and what the
 device saw."""

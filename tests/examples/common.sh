@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sourced by the example tests: a scratch directory removed on exit, the program's output file
 # in it, and fail(), which shows that output with the reason.
 dir=$(mktemp -d)

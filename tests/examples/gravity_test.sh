@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # gravity against the emulated arm in physics mode: with compensation the released handle
 # stays close to where it was; without, the same arm falls several times as far.
 #   gravity_test.sh QEL_EMULATOR GRAVITY

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # hello against the emulated device: ten rows a second at the handle's true place until the
 # time is up; an early stop when the button goes down; a plain failure without a device.
 #   hello_test.sh QEL_EMULATOR HELLO

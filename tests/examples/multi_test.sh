@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # multi against two emulated arms in physics mode: the scripted hand moves device 1 round a
 # circle of 20 mm, and device 2 follows it closely; with one device it refuses to start.
 #   multi_test.sh QEL_EMULATOR MULTI

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # wall against the emulated arm in physics mode, with the scripted hand pushing up into the
 # wall with 2 N: the 0.5 N/mm wall holds it 4 mm deep; forces ramp in and stay under their
 # limit; the run is recorded; the drives are off at the end, and after Ctrl-C too. Without

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Installs the build into a fresh prefix and builds a small C application against that copy
 # alone, once through find_package(qel) and once through pkg-config, and a C++ program written
 # like qel-tool through find_package(qel), then runs them under the installed qel-emulator with

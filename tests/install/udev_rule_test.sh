@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # The udev rule names the same port the library's discovery looks for, and does what it is
 # for: the seat's user gets the port, ModemManager leaves it alone, stable names are added.
 #   udev_rule_test.sh RULE_FILE DISCOVERY_SOURCE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "exported_calls.h"
 
 namespace qeltest {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every exported function as a table row: its name, the checks it runs before it reaches a
 // device, its fixed answer where it has one, and a call with outputs that show whether it wrote
 // them. The prologue test and the bad-input test both go through this one table.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fault matrix: every fault the emulated device can commit, met in every phase of a
 // device's life, with the outcome an application sees. The table is the expectation that each
 // cell of tests/fault_matrix_test.cpp checks, and the text that docs/reliability.md keeps.

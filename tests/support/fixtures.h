@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Test fixtures shared by the suites: a device object opened on a port whose replies a test
 // scripts, and a clean slate for tests through the exported interface.
 #ifndef QELTEST_FIXTURES_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frame helpers for tests: a frame is its bytes followed by the checksum, high byte first.
 #ifndef QELTEST_FRAMES_H
 #define QELTEST_FRAMES_H

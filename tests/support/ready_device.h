@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Device objects taken as initialised without running the initialisation's exchanges: the
 // operations behind the initialised guard can then be driven one frame at a time.
 #ifndef QELTEST_READY_DEVICE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The far end of an emulated port for tests that script the device's replies byte by byte.
 // Each request (one burst of bytes) is recorded and answered with the next scripted action;
 // a request with no action left gets no reply.

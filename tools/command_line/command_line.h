@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command-line style shared by the programs: options are declared once with CLI11, which
 // checks them and generates --help from the same declarations. Numbers are checked for form and
 // range before they are converted, choices are spelled out, and a bad command line ends with one

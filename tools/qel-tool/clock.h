@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Monotonic time in seconds and sleeping to a deadline on the same clock.
 #ifndef QELTOOL_CLOCK_H
 #define QELTOOL_CLOCK_H

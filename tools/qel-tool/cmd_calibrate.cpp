@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool calibrate: load the encoder limits stored in the device, or record new limits
 // while the user moves the arm through its range, and save them.
 #include <array>

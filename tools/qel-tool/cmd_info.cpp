@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool info: what a device is: identity, model parameters, registers, calibration.
 #include <cstdio>
 #include <string>

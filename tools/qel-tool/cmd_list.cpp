@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool list: the devices found, with their port, serial number and type.
 #include <cstdio>
 #include <string>

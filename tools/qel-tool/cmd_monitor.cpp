@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool monitor: a live one-screen view of the handle, redrawn in place.
 #include <cstdio>
 #include <memory>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool param: device registers and parameters by number or name.
 #include <cstdio>
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool plot: a recorded trace drawn by gnuplot into a PNG file.
 #include <array>
 #include <cerrno>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool record: a trace of the handle at a fixed rate for a fixed time, to CSV.
 #include <cerrno>
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool serve: reads the command line into ServeOptions.
 #include <memory>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The subcommands of qel-tool. Each lives in a file of its own (cmd_NAME.cpp) that defines one
 // function: it adds the subcommand, with its options and help, to the tool's command line and
 // returns what runs it once the line has been read. Failures are thrown (failure.h).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One device, opened through the exported interface for the life of the object and closed
 // (drives off) when it ends. Every call is checked: a failure throws the library's reason.
 #ifndef QELTOOL_DEVICE_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How qel-tool fails: every failure carries the exit status it ends the program with and the
 // message that explains it. Failures of the library are classified by the code and the text
 // of its last-error record, so that each of its error codes has an exit status of its own.

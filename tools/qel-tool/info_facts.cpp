@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "info_facts.h"
 
 #include "QEL_OPEN.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What qel-tool info shows of a device, gathered through the exported interface: identity,
 // model registers and stored calibration limits. The text and the page views share it.
 #ifndef QELTOOL_INFO_FACTS_H

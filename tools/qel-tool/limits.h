@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The range an encoder axis sweeps while the arm is moved by hand. Before calibration the
 // library reports single-turn counts, which wrap from the resolution back to 0; the tracker
 // follows the count across the wrap (steps shorter than half a turn), so that a range across

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool: what people do with a device besides programming it: list, inspect, watch,
 // calibrate, configure, record and plot.
 #include "commands.h"

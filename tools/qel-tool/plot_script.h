@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The gnuplot script that draws a recorded trace: position and force against time, and the
 // path in the x-y and y-z planes, on one PNG page.
 #ifndef QELTOOL_PLOT_SCRIPT_H

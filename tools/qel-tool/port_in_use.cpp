@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "port_in_use.h"
 
 #include <cerrno>

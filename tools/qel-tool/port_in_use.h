@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whether another program (or another device object) holds a device's port. The library takes
 // its port for itself while a device is open; qel-tool reports such a device as in use rather
 // than opening it, which would only fail.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device registers the tool knows by name: calibration limits, model parameters,
 // identity and the commit register. 32-bit values occupy two registers, low half first.
 #ifndef QELTOOL_REGISTERS_H

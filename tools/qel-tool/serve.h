@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool serve: a live diagnostic page of one device, served over HTTP to a browser.
 #ifndef QELTOOL_SERVE_H
 #define QELTOOL_SERVE_H

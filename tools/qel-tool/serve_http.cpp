@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // qel-tool serve: gathers the device's facts, opens it for the session, serves the page's files
 // and routes until a stop signal, then switches the drives off before letting the pages go.
 #include <atomic>

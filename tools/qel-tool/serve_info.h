@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The page's static facts of a device as JSON: what qel-tool info shows, and the geometry the
 // page draws the arm and its workspace from.
 #ifndef QELTOOL_SERVE_INFO_H

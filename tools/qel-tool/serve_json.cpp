@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "serve_json.h"
 
 #include <cmath>

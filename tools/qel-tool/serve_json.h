@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Just enough JSON writing for the page's messages: every message is built by the server from
 // numbers and texts of its own, so nothing needs parsing.
 #ifndef QELTOOL_SERVE_JSON_H

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "serve_routes.h"
 
 #include <atomic>

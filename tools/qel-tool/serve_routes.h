@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The HTTP interface of a served device: its facts, the access check, its state once and as a
 // stream of Server-Sent Events, and the controls, which need the token.
 #ifndef QELTOOL_SERVE_ROUTES_H

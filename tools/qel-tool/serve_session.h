@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The served device: a sampler thread reads its state at display pace and publishes it as
 // JSON; the page's controls act on it. One lock serialises every call to the device, because
 // the library's last-error record, which each call is checked against, is shared.

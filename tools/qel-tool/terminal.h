@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The terminal: whether a stream is one, the keys a user presses while a live view runs, the
 // ANSI sequences that redraw a view in place, and the progress bar.
 #ifndef QELTOOL_TERMINAL_H

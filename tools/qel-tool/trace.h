@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recorded trace: one sample of the handle per line of a CSV file with a header line.
 // Columns: time (s), position (mm), velocity (the library's units), commanded force (N),
 // motor commands (signed 16-bit units).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* A tiny application built against an installed copy of the library, outside its source tree:
  * it opens the first device, reads the handle's position and closes again. */
 #define _POSIX_C_SOURCE 200809L

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A C++ program in the manner of qel-tool, built against the installed headers alone: it opens
 // a device by serial number, reads a register, the handle's position and the wrist's angles in
 // degrees, and commands a zero force, reporting failures in the library's own words.

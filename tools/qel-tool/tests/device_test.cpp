@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The subcommands run in this process where a test must steer the emulated device: press
 // buttons, make the device fail. The program as a user runs it is end_to_end.sh.
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # qel-tool itself, run as a user runs it, under qel-emulator. One group of checks per call:
 #   end_to_end.sh QEL_TOOL QEL_EMULATOR GROUP
 # Exits 0 when every check of the group passed, 77 when the group cannot run here.

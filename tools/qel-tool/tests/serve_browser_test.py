@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: MIT
 """qel-tool serve in a real browser (headless Chromium through chromium-driver) under
 qel-emulator. Run A, read-only: the page loads without console errors, shows the emulated
 handle's position, offers no controls, and the server refuses a control without the token or addressed to

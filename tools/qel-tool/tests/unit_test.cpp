@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tool's parts that need no device: the classification of library errors into exit
 // statuses, the limit tracker, the progress bar and traces.
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 "use strict";
 // The arm in 3D, drawn from the device type's geometry: the fixed platform with the three
 // shoulders, each arm's upper (actuated) and lower (passive) link, the moving platform, the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 "use strict";
 // Strip charts of three series (x, y, z) over the last ten seconds, scaled to what they show.
 

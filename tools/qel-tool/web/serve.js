@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 "use strict";
 // The diagnostic page: the device's facts once, its state as a stream, and the controls,
 // which the server accepts only with the token from the page's address.
