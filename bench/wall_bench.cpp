@@ -10,8 +10,9 @@
 // taken to the handle through the emulated arm's own Jacobian, for both device types.
 //
 // Runs under the umockdev preload, like the tests:
-//   tests/run-under-umockdev build/bench/wall_bench [--budget]
-// --budget skips the sweep and only takes the forces on the resting handle.
+//   tests/run-under-umockdev build/bench/wall_bench [--budget | --line LINE]
+// --budget skips the sweep and only takes the forces on the resting handle; --line sweeps on
+// one of the emulator's lines (pty, usb-fs, usb-hs) and skips the forces.
 #include <algorithm>
 #include <atomic>
 #include <chrono>
@@ -306,9 +307,16 @@ void restBudget(int type, double stiffness) {
 int main(int argc, char** argv) {
     hal::UartDevices::settleMicroseconds = 0;
     const bool budgetOnly = argc > 1 && std::string(argv[1]) == "--budget";
+    const bool lineOnly = argc > 2 && std::string(argv[1]) == "--line";
+    qelemu::Line line = qelemu::Line::Pty;
+    if (lineOnly && !qelemu::lineFromName(argv[2], line)) {
+        std::printf("unknown line %s (pty, usb-fs, usb-hs)\n", argv[2]);
+        return 2;
+    }
     double figures[2] = {0, 0};
     if (!budgetOnly) {
         qelemu::EmulatorOptions e;
+        e.line = line;
         e.device.resize(1);
         e.device[0].physics = true;
         qelemu::Emulator emulator(e);
@@ -322,8 +330,9 @@ int main(int argc, char** argv) {
         for (int callback = 0; callback < 2; ++callback) {
             Outcome at;
             figures[callback] = stiffest(device, callback, at);
-            std::printf("stiffest settled wall, %s: %.2f N/mm (%.3f mm peak to peak, rest "
+            std::printf("%s line, stiffest settled wall, %s: %.2f N/mm (%.3f mm peak to peak, rest "
                         "penetration %.3f of force / stiffness)\n",
+                        qelemu::lineName(line),
                         callback ? "servo callback" : "1 kHz application loop", figures[callback],
                         at.peakToPeak, at.penetration * figures[callback] / kPush);
         }
@@ -331,8 +340,9 @@ int main(int argc, char** argv) {
         qelClose(1);
     }
     if (!budgetOnly)
-        std::printf("callback against loop: %.1fx\n",
+        std::printf("%s line, callback against loop: %.1fx\n", qelemu::lineName(line),
                     figures[0] > 0 ? figures[1] / figures[0] : 0.0);
+    if (lineOnly) return 0;
     restBudget(1, 2.0);
     restBudget(2, 2.0);
     return 0;
