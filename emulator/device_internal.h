@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <ctime>
 
+#include "clock.h"
 #include "device.h"
 
 namespace qelemu {
@@ -28,12 +29,6 @@ struct Device::Arm {
     void setHand(const HandScript& hand) { model.setHand(hand); }
     void step(double dt, const double torque[3], bool drives) { model.step(dt, torque, drives); }
 };
-
-inline int64_t monotonicNs() {
-    timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
-}
 
 } // namespace qelemu
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "emulator.h"
+#include "clock.h"
 
 #include <cstring>
 #include <ctime>
@@ -17,12 +18,6 @@ namespace {
 constexpr int64_t kStaleInputNs = 100 * 1000000LL;
 // How often a serving thread looks at its stop flag while the line is idle.
 constexpr int kPollMs = 20;
-
-int64_t monotonicNs() {
-    timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
-}
 
 void sleepMs(int ms) {
     if (ms > 0) usleep(static_cast<useconds_t>(ms) * 1000);

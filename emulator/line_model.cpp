@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "line_model.h"
+#include "clock.h"
 
 #include <cerrno>
 #include <ctime>
@@ -13,12 +14,6 @@ namespace {
 
 // How long a blocked write waits before it looks at the stop flag again.
 constexpr int kWritePollMs = 20;
-
-int64_t monotonicNs() {
-    timespec ts;
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<int64_t>(ts.tv_sec) * 1000000000 + ts.tv_nsec;
-}
 
 int64_t framePeriodNs(Line line) {
     switch (line) {

@@ -83,14 +83,9 @@ void printModel(const Facts& f) {
 void printRegisters(const Facts& f) {
     std::printf("\nregisters\n");
     for (const Facts::Raw& raw : f.registers) {
-        std::string numbers = std::to_string(raw.reg->number);
-        if (raw.reg->width == 32) numbers += "-" + std::to_string(raw.reg->number + 1);
-        char hex[16];
-        std::snprintf(hex, sizeof hex, raw.reg->width == 32 ? "0x%08X" : "0x%04X", raw.value);
-        long long shown =
-            raw.reg->isSigned ? static_cast<short>(raw.value) : static_cast<long long>(raw.value);
-        std::printf("  %-8s %-16s %-11s %lld\n", numbers.c_str(), raw.reg->name.c_str(), hex,
-                    shown);
+        ShownRegister shown = show(raw);
+        std::printf("  %-8s %-16s %-11s %lld\n", shown.numbers.c_str(), raw.reg->name.c_str(),
+                    shown.hex.c_str(), shown.value);
     }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "info_facts.h"
 
+#include <cstdio>
+
 #include "QEL_OPEN.h"
 #include "QEL_discovery.h"
 
@@ -50,6 +52,18 @@ Facts gather(Device& device) {
         f.upper[axis] = device.readInt(upperLimitRegister(axis));
     }
     return f;
+}
+
+ShownRegister show(const Facts::Raw& raw) {
+    ShownRegister shown;
+    shown.numbers = std::to_string(raw.reg->number);
+    if (raw.reg->width == 32) shown.numbers += "-" + std::to_string(raw.reg->number + 1);
+    char hex[16];
+    std::snprintf(hex, sizeof hex, raw.reg->width == 32 ? "0x%08X" : "0x%04X", raw.value);
+    shown.hex = hex;
+    shown.value =
+        raw.reg->isSigned ? static_cast<short>(raw.value) : static_cast<long long>(raw.value);
+    return shown;
 }
 
 } // namespace qeltool

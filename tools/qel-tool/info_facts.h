@@ -31,6 +31,15 @@ struct Facts {
 // Initialises the device and reads everything above.
 Facts gather(Device& device);
 
+// How a register read is shown: its number ("128-129" for a 32-bit value), its raw value in
+// hexadecimal and its value, signed where the register is.
+struct ShownRegister {
+    std::string numbers;
+    std::string hex;
+    long long value;
+};
+ShownRegister show(const Facts::Raw& raw);
+
 } // namespace qeltool
 
 #endif

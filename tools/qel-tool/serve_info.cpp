@@ -34,15 +34,11 @@ std::string modelJson(const qelmodels::DeviceModel& m) {
 std::string registersJson(const Facts& f) {
     std::string out = "[";
     for (const Facts::Raw& raw : f.registers) {
-        std::string numbers = std::to_string(raw.reg->number);
-        if (raw.reg->width == 32) numbers += "-" + std::to_string(raw.reg->number + 1);
-        char hex[16];
-        std::snprintf(hex, sizeof hex, raw.reg->width == 32 ? "0x%08X" : "0x%04X", raw.value);
-        long long shown =
-            raw.reg->isSigned ? static_cast<short>(raw.value) : static_cast<long long>(raw.value);
-        out += (out.size() > 1 ? "," : "") + std::string("{\"numbers\":") + json::text(numbers) +
-               ",\"name\":" + json::text(raw.reg->name) + ",\"hex\":" + json::text(hex) +
-               ",\"value\":" + std::to_string(shown) + "}";
+        ShownRegister shown = show(raw);
+        out += (out.size() > 1 ? "," : "") + std::string("{\"numbers\":") +
+               json::text(shown.numbers) + ",\"name\":" + json::text(raw.reg->name) +
+               ",\"hex\":" + json::text(shown.hex) + ",\"value\":" + std::to_string(shown.value) +
+               "}";
     }
     return out + "]";
 }
