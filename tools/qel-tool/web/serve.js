@@ -6,6 +6,11 @@
 const token = new URLSearchParams(location.search).get("token") || "";
 const $ = id => document.getElementById(id);
 let state = null, arm = null, control = false;
+// The library reports velocity in millimetres per the device's velocity period; with the
+// device's unit of 1/128 turn per second that is mm/s = -(resolution / 128) x reported
+// (docs/frame.md). Until the facts arrive the factor is unknown and the velocity not shown.
+let mmPerSecond = NaN;
+const velocityMmS = v => v ? v.map(x => (x === null ? null : x * mmPerSecond)) : v;
 const charts = {
   position: new StripChart($("chart-position")),
   velocity: new StripChart($("chart-velocity")),
@@ -24,6 +29,7 @@ function rows(table, header, lines) {
 
 async function showFacts() {
   const info = await (await fetch("api/info")).json();
+  if (info.resolution > 0) mmPerSecond = -info.resolution / 128;
   $("title").textContent = `${info.name} · serial ${info.serial} · type ${info.type}`;
   document.title = `${info.name} · qel-tool serve`;
   rows("identity", null, [["node", info.node], ["serial number", info.serial], ["device type", info.type],
@@ -51,7 +57,7 @@ async function checkAccess() {
 }
 
 // The table is built once and its cells rewritten, so that what it shows stays put.
-const stateRows = [["position", "position mm"], ["velocity", "velocity (library units)"], ["force", "force N"],
+const stateRows = [["position", "position mm"], ["velocity", "velocity mm/s"], ["force", "force N"],
   ["test-force", "test force N"], ["buttons", "buttons 0-7"], ["output", "force output"],
   ["drives", "drives"], ["led", "LED (drives)"], ["gravity", "gravity comp."],
   ["calibrated", "calibration"]];
@@ -67,7 +73,7 @@ function setRow(id, text, on, warn) {
 
 function showState(s) {
   setRow("position", triple(s.position, 2));
-  setRow("velocity", triple(s.velocity, 2));
+  setRow("velocity", triple(velocityMmS(s.velocity), 1));
   setRow("force", triple(s.force, 3));
   setRow("test-force", triple(s.testForce, 3));
   const b = [];
@@ -95,7 +101,7 @@ function listen() {
   events.onmessage = message => {
     state = JSON.parse(message.data);
     charts.position.add(state.t, state.position);
-    charts.velocity.add(state.t, state.velocity);
+    charts.velocity.add(state.t, velocityMmS(state.velocity));
     charts.force.add(state.t, state.force);
     if (state.t - shown > 0.1) { showState(state); shown = state.t; } // tables at 10 Hz
   };
