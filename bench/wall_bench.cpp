@@ -68,18 +68,24 @@ struct Outcome {
     double peakToPeak = 0, penetration = 0; // over the last half second, mm
 };
 
-// One push into a wall of `stiffness`, its law run by the callback or by a 1 kHz loop.
-Outcome push(qelemu::Device& device, double stiffness, bool callback) {
+// Puts the handle short of the wall with no force and sets the hand pushing it in; `law` is the
+// wall's, for the caller to render.
+void startPush(qelemu::Device& device, WallLaw& law, double stiffness) {
     qelSetForce(0, 0, 0, 1);
     const double start[3] = {0.5, 0.5, kWallZ - 3};
     device.setPosition(start);
-    WallLaw law;
     law.stiffness = stiffness;
     qelemu::HandScript hand;
     hand.kind = qelemu::HandScript::PushPlane;
     hand.point[2] = kWallZ + 30; // the hand's own stop lies well behind the wall
     hand.force = kPush;
     device.setHand(hand);
+}
+
+// One push into a wall of `stiffness`, its law run by the callback or by a 1 kHz loop.
+Outcome push(qelemu::Device& device, double stiffness, bool callback) {
+    WallLaw law;
+    startPush(device, law, stiffness);
 
     std::atomic<bool> stop{false};
     std::thread loop;
@@ -210,16 +216,8 @@ void restBudget(int type, double stiffness) {
     }
 
     // The push, held: the budget is read while the hand still pushes.
-    qelSetForce(0, 0, 0, 1);
-    const double start[3] = {0.5, 0.5, kWallZ - 3};
-    device.setPosition(start);
     WallLaw law;
-    law.stiffness = stiffness;
-    qelemu::HandScript hand;
-    hand.kind = qelemu::HandScript::PushPlane;
-    hand.point[2] = kWallZ + 30;
-    hand.force = kPush;
-    device.setHand(hand);
+    startPush(device, law, stiffness);
     qelSetServoCallback(servo, &law, 1);
     std::this_thread::sleep_for(std::chrono::seconds(3));
 
